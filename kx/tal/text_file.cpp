@@ -1,0 +1,57 @@
+#include "kx/tal/text_file.h"
+
+#include <cerrno>
+
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/exception/os_exception.h"
+
+namespace kx::tal {
+
+FILE* OpenFile(const std::string& path, const char* mode, bool throwOnError) {
+  FILE* file;
+  do {
+    file = std::fopen(path.c_str(), mode);
+  } while (file == nullptr && errno == EINTR);
+  if (file == nullptr && throwOnError) KX_THROW(osdep::PosixError);
+  return file;
+}
+
+TextFileReader::TextFileReader(const std::string& path) : file_(OpenFile(path, "re")) {}
+
+TextFileReader::~TextFileReader() { std::fclose(file_); }
+
+bool TextFileReader::ReadLine(std::string& line) {
+  line.clear();
+  char buffer[4096];
+  while (std::fgets(buffer, sizeof buffer, file_) != nullptr) {
+    line += buffer;
+    if (!line.empty() && line.back() == '\n') {
+      line.pop_back();
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      return true;
+    }
+  }
+  if (std::ferror(file_)) KX_THROW(exception::FileReadFailed);
+  return !line.empty();  // a last line without line end
+}
+
+void WriteTextFile(const std::string& path, const std::string& text) {
+  FILE* file = OpenFile(path, "we");
+  const size_t written = std::fwrite(text.data(), 1, text.size(), file);
+  const bool closed = std::fclose(file) == 0;
+  if (written != text.size() || !closed) KX_THROW(exception::FileWriteFailed);
+}
+
+std::string ReadWholeFile(const std::string& path) {
+  FILE* file = OpenFile(path, "re");
+  std::string content;
+  char buffer[8192];
+  size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, file)) > 0) content.append(buffer, count);
+  const bool failed = std::ferror(file) != 0;
+  std::fclose(file);
+  if (failed) KX_THROW(exception::FileReadFailed);
+  return content;
+}
+
+}  // namespace kx::tal
