@@ -1,0 +1,187 @@
+#include "plugin/lifecycle.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "actions/exchange_paths.h"
+#include "actions/system_mode.h"
+#include "ini/ini_document.h"
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/log.h"
+#include "kx/tal/osdep/ckx_sync.h"
+#include "kx/tal/path.h"
+#include "kx/tal/string_base.h"
+#include "platform/action_lock.h"
+#include "plugin/progress_state.h"
+
+namespace kx::plugin {
+namespace {
+
+using tal::logmask::kEntry;
+using tal::logmask::kError2;
+using tal::logmask::kInfo;
+
+constexpr char kVersion[] = "20.0";
+constexpr int kXmlMime = 2;
+
+Tillwork::CkxCS& PluginLock() {
+  static Tillwork::CkxCS lock;
+  return lock;
+}
+
+struct LogSettings {
+  int32_t mask = 1;
+  int32_t targets = 1;
+  int32_t lowDiskThreshold = 0;
+};
+
+// A key of "swdiag.ini", first from section "orla", else from "AllComponents".
+void ReadSetting(const ini::Document& settings, const char* key, int32_t& value) {
+  if (!settings.GetInt32("orla", key, value)) settings.GetInt32("AllComponents", key, value);
+}
+
+LogSettings ReadDiagnosticSettings() {
+  ini::Document settings;
+  settings.Load(tal::RootedPath("/etc/brenmar/share/swdiag.ini"));  // missing file: defaults
+  LogSettings log;
+  ReadSetting(settings, "Severity", log.mask);
+  ReadSetting(settings, "Target", log.targets);
+  ReadSetting(settings, "LowDiskThreshold", log.lowDiskThreshold);
+  return log;
+}
+
+std::string LogDirectory() {
+  const std::string share = tal::RootedPath("/etc/brenmar/share/kxsyslog");
+  return tal::IsDirectory(share) ? share : tal::JoinPath(tal::SharedDataDirectory(), "kxsyslog");
+}
+
+void CreateProgressRegion() {
+  if (ProgressRegion() != nullptr) return;
+  try {
+    tal::osdep::NamedMutexLock guard(ProgressMutex());
+    if (ProgressRegion() == nullptr) {
+      SetProgressRegion(std::make_unique<tal::osdep::SimpleSharedMemory>(
+          kProgressRegionName, kProgressRegionSize, &ProgressMutex()));
+    }
+  } catch (const std::exception&) {
+    errno = ENOMEM;  // handlers that need the region report their own failure
+  }
+}
+
+// A current action left by a run that was cut short becomes the last action,
+// and its lock is broken: outside safe mode no installation runs while the
+// service starts.
+void ConvertLeftoverAction() {
+  if (actions::IsSafeMode() || actions::CurrentActionDirectory().empty()) return;
+  std::string lastActionId;
+  ConvertCurrentActionProgress(lastActionId);
+  KX_LOG(kInfo, "Converted Current Action to Last. Last Action was " + lastActionId);
+  ForceRemoveActionLock();
+}
+
+void DeleteInstallationStatusLog() {
+  const std::string path = actions::InstallationStatusLogPath();
+  while (::unlink(path.c_str()) != 0 && errno == EINTR) {
+  }
+}
+
+void WriteOutput(uint32_t handle, const std::string& output) {
+  SetResponseStreamMimeType(kXmlMime, handle);
+  WriteOutput_C_REST_VELO_(handle, output.data(), static_cast<uint32_t>(output.size()));
+}
+
+// Runs the handler of the request's method and writes its answer. Returns the
+// result code; exceptions pass to the caller.
+int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart) {
+  const std::wstring name = tal::Utf8ToWide(request->MethodName());
+  const std::string key = tal::WideToUtf8(name);
+  KeyValuePairList form;
+  ReadAllFormData_C_REST_VELO_(handle, &form);
+  std::string output;
+  int32_t httpStatus = 200;
+
+  const WebMethodHandler handler = MethodTable().Find(key);
+  if (handler == nullptr) {
+    ResponseError(handle, 501, "Unimplemented");
+    KX_LOG(kError2, "Given: " + key + " which is not an implemented function.");
+    return static_cast<int32_t>(0x80004005u);
+  }
+  const int32_t result = handler(form, handle, output, httpStatus, restart);
+  if (result >= 0) {
+    WriteOutput(handle, output);  // the host's own status (200) stands
+  } else {
+    SetHTTPResponseCode_VELO_(handle, httpStatus);
+    if (!output.empty()) WriteOutput(handle, output);
+  }
+  return result;
+}
+
+// Hooks for the two plug-in threads: the mDNS announcer (created at start-up,
+// reaped once it has finished) and the thread that wakes the installation
+// daemon or restarts the controller after a request asked for it.
+void StartAnnouncer() {}
+void ReapAnnouncerIfFinished() {}
+void DestroyAnnouncer() {}
+void UnregisterAnnouncement() {}
+void StartRestartThread() {}
+
+}  // namespace
+
+WebMethodTable& MethodTable() {
+  static WebMethodTable table;
+  return table;
+}
+
+void PluginInit() {
+  const LogSettings log = ReadDiagnosticSettings();
+  tal::InitTraceLog(static_cast<uint32_t>(log.mask), static_cast<uint32_t>(log.targets), LogDirectory(),
+                    log.lowDiskThreshold > 0 ? static_cast<uint64_t>(log.lowDiskThreshold) : 0);
+  KX_LOG(kEntry, std::string("orlaInit(), Version: ") + kVersion);
+
+  CreateProgressRegion();
+  try {
+    ConvertLeftoverAction();
+  } catch (const std::exception& e) {
+    KX_LOG(kError2, std::string("Could not convert the leftover action: ") + e.what());
+  }
+  if (!tal::LogEnabled(kInfo)) DeleteInstallationStatusLog();
+
+  MethodTable().Fill();
+
+  Tillwork::CkxSingleLock guard(PluginLock());
+  StartAnnouncer();
+}
+
+void PluginRun(webruntime::WebRequest* request, uint32_t handle) {
+  KX_LOG(kEntry, "orlaRun()");
+  {
+    Tillwork::CkxSingleLock guard(PluginLock());
+    ReapAnnouncerIfFinished();
+  }
+
+  int32_t result = static_cast<int32_t>(0x80004005u);
+  bool restart = false;
+  try {
+    result = Dispatch(request, handle, restart);
+  } catch (const tal::exception::NotFound& e) {
+    ResponseError(handle, 404, e.what());
+  } catch (const std::exception& e) {
+    ResponseError(handle, 500, e.what());
+  } catch (...) {
+    // nothing is answered: the host's default reply goes out
+  }
+  if (result >= 0 && restart) StartRestartThread();
+}
+
+void PluginFinalize() {
+  Tillwork::CkxSingleLock guard(PluginLock());
+  KX_LOG(kEntry, "orlaFinalize()");
+  DestroyAnnouncer();
+  UnregisterAnnouncement();
+  SetProgressRegion(nullptr);
+  MethodTable().Clear();
+  tal::CloseTraceLog();
+}
+
+}  // namespace kx::plugin

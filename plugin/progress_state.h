@@ -1,0 +1,26 @@
+#pragma once
+// The progress region that the installation daemon fills, and the cross-process
+// mutex that guards it together with the action files. Every handler that
+// touches the action files or the region holds the mutex from its first step to
+// its return.
+
+#include <memory>
+
+#include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/osdep/simple_shared_memory.h"
+
+namespace kx::plugin {
+
+constexpr char kProgressMutexName[] = "SoftwareUpdateProgressMutex";
+constexpr char kProgressRegionName[] = "SoftwareUpdateProgressSharedMem";
+constexpr uint32_t kProgressRegionSize = 5000;
+
+// Built on first use and kept until the library is unloaded. Throws PosixError
+// when its lock file cannot be made.
+tal::osdep::NamedMutex& ProgressMutex();
+
+// The region, or null when it was not (or could not be) created.
+tal::osdep::SimpleSharedMemory* ProgressRegion();
+void SetProgressRegion(std::unique_ptr<tal::osdep::SimpleSharedMemory> region);
+
+}  // namespace kx::plugin

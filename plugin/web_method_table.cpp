@@ -1,0 +1,55 @@
+#include "plugin/web_method_table.h"
+
+#include <mutex>
+
+#include "actions/result_codes.h"
+
+namespace kx::plugin {
+
+int32_t NotImplementedHandler(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus,
+                              bool&) {
+  httpStatus = 500;
+  return actions::kResultNotImplemented;
+}
+
+void WebMethodTable::Fill() {
+  // Alphabetical, as the table is ordered.
+  static const std::pair<const char*, WebMethodHandler> kMethods[] = {
+      {"BeginAction", NotImplementedHandler},
+      {"Browse", NotImplementedHandler},
+      {"CancelAction", NotImplementedHandler},
+      {"FinalizeAction", NotImplementedHandler},
+      {"Format", NotImplementedHandler},
+      {"GetSystemImage", NotImplementedHandler},
+      {"InstalledComponents", NotImplementedHandler},
+      {"Ping", NotImplementedHandler},
+      {"Progress", NotImplementedHandler},
+      {"Resolve", NotImplementedHandler},
+      {"SetSystemImage", NotImplementedHandler},
+      {"SoftwareUpdate", NotImplementedHandler},
+  };
+  for (const auto& [name, handler] : kMethods) Insert(name, handler);
+}
+
+void WebMethodTable::Insert(const std::string& name, WebMethodHandler handler) {
+  std::unique_lock<std::shared_mutex> guard(lock_);
+  handlers_[name] = handler;
+}
+
+void WebMethodTable::Clear() {
+  std::unique_lock<std::shared_mutex> guard(lock_);
+  handlers_.clear();
+}
+
+WebMethodHandler WebMethodTable::Find(const std::string& name) const {
+  std::shared_lock<std::shared_mutex> guard(lock_);
+  const auto found = handlers_.find(name);
+  return found == handlers_.end() ? nullptr : found->second;
+}
+
+size_t WebMethodTable::Size() const {
+  std::shared_lock<std::shared_mutex> guard(lock_);
+  return handlers_.size();
+}
+
+}  // namespace kx::plugin
