@@ -13,6 +13,7 @@
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
+#include "plugin/plugin_threads.h"
 #include "plugin/progress_state.h"
 
 namespace kx::plugin {
@@ -116,15 +117,6 @@ int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart
   }
   return result;
 }
-
-// Hooks for the two plug-in threads: the mDNS announcer (created at start-up,
-// reaped once it has finished) and the thread that wakes the installation
-// daemon or restarts the controller after a request asked for it.
-void StartAnnouncer() {}
-void ReapAnnouncerIfFinished() {}
-void DestroyAnnouncer() {}
-void UnregisterAnnouncement() {}
-void StartRestartThread() {}
 
 }  // namespace
 
