@@ -1,0 +1,239 @@
+#include "platform/action_lock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <memory>
+#include <vector>
+
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/exception/os_exception.h"
+#include "kx/tal/file_finder.h"
+#include "kx/tal/log.h"
+#include "kx/tal/osdep/shared_file.h"
+#include "kx/tal/path.h"
+#include "kx/tal/text_file.h"
+#include "kx/tal/time_text.h"
+#include "platform/controller_state.h"
+#include "platform/shared_files.h"
+
+namespace kx::platform {
+namespace {
+
+constexpr int32_t kOk = 0;
+constexpr int32_t kAlreadyHeld = 1;
+constexpr int32_t kFail = static_cast<int32_t>(0x80004005u);
+constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
+constexpr int32_t kNotLockHolder = static_cast<int32_t>(0x800407E2u);
+constexpr char kInterruptedResult[] = "-2147467259";  // 0x80004005
+
+constexpr mode_t kDirectoryMode = 0775;
+constexpr mode_t kFileMode = 0664;
+
+// Holds the service's flock for its lifetime. The lock file is opened anew each
+// time, so threads of one process exclude each other as processes do.
+class ServiceLock {
+ public:
+  ServiceLock()
+      : file_(tal::osdep::SharedFilePath("kx_platform_ActionLock"), O_RDWR) {
+    file_.Lock();
+  }
+
+ private:
+  tal::osdep::SharedFile file_;
+};
+
+std::string ActionDirectory(const std::string& actionId) {
+  return tal::JoinPath(ActionExchangeDirectory(), actionId);
+}
+
+std::string RecordPath(const std::string& actionId) {
+  return tal::JoinPath(ActionDirectory(actionId), kActionLockRecordName);
+}
+
+std::vector<std::string> ExchangeEntries() {
+  const std::string exchange = ActionExchangeDirectory();
+  if (!tal::PathExists(exchange)) return {};
+  return tal::FindFiles(exchange, "*");
+}
+
+// True when the record at `path` is a regular file whose first line is "Id=<actionId>".
+bool RecordNames(const std::string& path, const std::string& actionId) {
+  int fd;
+  while ((fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) < 0 &&
+         errno == EINTR) {
+  }
+  if (fd < 0) return false;
+  const std::string expected = "Id=" + actionId + "\n";
+  std::string firstLine(expected.size(), '\0');
+  struct stat info;
+  ssize_t size = -1;
+  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    while ((size = ::read(fd, firstLine.data(), firstLine.size())) < 0 && errno == EINTR) {
+    }
+  }
+  ::close(fd);
+  return size == static_cast<ssize_t>(expected.size()) && firstLine == expected;
+}
+
+// Called with the service lock held.
+bool IsHeldBy(const std::string& actionId) {
+  const std::vector<std::string> entries = ExchangeEntries();
+  return entries.size() == 1 && entries.front() == ActionDirectory(actionId) &&
+         tal::IsDirectory(entries.front()) && RecordNames(RecordPath(actionId), actionId);
+}
+
+std::string CleanHolder(const std::string& holder) {
+  std::string cleaned = holder.substr(0, kMaxLockHolderLength);
+  for (char& c : cleaned) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
+  }
+  return cleaned;
+}
+
+std::string LockRecord(const std::string& actionId, const std::string& holder) {
+  return "Id=" + actionId + "\nHolder=" + CleanHolder(holder) +
+         "\nProcessId=" + std::to_string(::getpid()) +
+         "\nTime=" + std::to_string(static_cast<long long>(std::time(nullptr))) + "\n";
+}
+
+// Creates the action's directory and record; called with the service lock held
+// and the lock free. Throws a foundation exception when a file cannot be made.
+void CreateLock(const std::string& actionId, const std::string& holder) {
+  tal::CreateDirectories(ActionExchangeDirectory(), kDirectoryMode);
+  const std::string directory = ActionDirectory(actionId);
+  if (::mkdir(directory.c_str(), kDirectoryMode) != 0) KX_THROW(tal::osdep::PosixError);
+  GiveToDefaultOwner(directory, kDirectoryMode);
+  const std::string record = RecordPath(actionId);
+  tal::WriteTextFile(record, LockRecord(actionId, holder));
+  GiveToDefaultOwner(record, kFileMode);
+}
+
+// The value of attribute `name` in an XML element text, as written there.
+std::string AttributeValue(const std::string& element, const std::string& name) {
+  const std::string opening = name + "=\"";
+  for (size_t at = element.find(opening); at != std::string::npos;
+       at = element.find(opening, at + 1)) {
+    const bool startsAttribute = at > 0 && (element[at - 1] == ' ' || element[at - 1] == '\t' ||
+                                            element[at - 1] == '\n' || element[at - 1] == '\r');
+    if (!startsAttribute) continue;
+    const size_t valueStart = at + opening.size();
+    const size_t valueEnd = element.find('"', valueStart);
+    if (valueEnd == std::string::npos) return std::string();
+    return element.substr(valueStart, valueEnd - valueStart);
+  }
+  return std::string();
+}
+
+// Writes lastAction.xml from currentAction.xml and removes the latter.
+std::string ConvertCurrentActionFile(const std::string& currentPath) {
+  const std::string current = tal::ReadWholeFile(currentPath);
+  const std::string id = AttributeValue(current, "Id");
+  const std::string line = "<Last Id=\"" + id + "\" ActionType=\"" +
+                           AttributeValue(current, "ActionType") + "\" StopTime=\"" +
+                           tal::TimeToText(std::time(nullptr), "%Y-%m-%d", "%H:%M:%S %Z") +
+                           "\" Result=\"" + kInterruptedResult + "\"/>\n";
+  const std::string lastPath = tal::JoinPath(ConfigurationDirectory(), "lastAction.xml");
+  tal::WriteTextFile(lastPath, line);
+  GiveToDefaultOwner(lastPath, kFileMode);
+  if (::unlink(currentPath.c_str()) != 0) KX_THROW(tal::osdep::PosixError);
+  return id;
+}
+
+}  // namespace
+
+bool IsValidActionId(const std::string& actionId) {
+  if (actionId.empty() || actionId.size() > kMaxActionIdLength) return false;
+  if (actionId == "." || actionId.find("..") != std::string::npos) return false;
+  for (const char c : actionId) {
+    const bool allowed = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                         (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-';
+    if (!allowed) return false;
+  }
+  return true;
+}
+
+}  // namespace kx::platform
+
+// The service functions are global by contract; their helpers live in kx::platform.
+using namespace kx::platform;
+
+int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
+                         std::string& lockFilePath) {
+  KX_LOG(kx::tal::logmask::kEntry, "ObtainActionLock()");
+  if (!IsValidActionId(actionId)) return kInvalidArgument;
+  try {
+    ServiceLock serviceLock;
+    if (IsHeldBy(actionId)) {
+      lockFilePath = RecordPath(actionId);
+      return kAlreadyHeld;
+    }
+    if (!ExchangeEntries().empty()) return kNotLockHolder;
+    try {
+      CreateLock(actionId, customLockHolder);
+    } catch (const kx::tal::exception::Exception&) {
+      RemoveTree(ActionDirectory(actionId));
+      throw;
+    }
+    lockFilePath = RecordPath(actionId);
+    return kOk;
+  } catch (const kx::tal::exception::Exception& error) {
+    KX_LOG(kx::tal::logmask::kError2, std::string("ObtainActionLock failed: ") + error.what());
+    return kFail;
+  }
+}
+
+int32_t HasActionLock(const std::string& actionId) {
+  if (!IsValidActionId(actionId)) return 0;
+  try {
+    ServiceLock serviceLock;
+    return IsHeldBy(actionId) ? 1 : 0;
+  } catch (const kx::tal::exception::Exception&) {
+    return 0;
+  }
+}
+
+int32_t RemoveActionLock(const std::string& actionId) {
+  KX_LOG(kx::tal::logmask::kEntry, "RemoveActionLock()");
+  if (!IsValidActionId(actionId)) return kInvalidArgument;
+  try {
+    ServiceLock serviceLock;
+    if (!IsHeldBy(actionId)) return kNotLockHolder;
+    return RemoveTree(ActionDirectory(actionId)) ? kOk : kFail;
+  } catch (const kx::tal::exception::Exception&) {
+    return kFail;
+  }
+}
+
+int32_t ForceRemoveActionLock() {
+  KX_LOG(kx::tal::logmask::kEntry, "ForceRemoveActionLock()");
+  try {
+    ServiceLock serviceLock;
+    bool removedAll = true;
+    for (const std::string& entry : ExchangeEntries()) removedAll = RemoveTree(entry) && removedAll;
+    return removedAll ? kOk : kFail;
+  } catch (const kx::tal::exception::Exception&) {
+    return kFail;
+  }
+}
+
+int32_t ConvertCurrentActionProgress(std::string& lastActionId) {
+  KX_LOG(kx::tal::logmask::kEntry, "ConvertCurrentActionProgress()");
+  try {
+    ServiceLock serviceLock;
+    const std::string currentPath = kx::tal::JoinPath(ConfigurationDirectory(), "currentAction.xml");
+    if (kx::tal::PathExists(currentPath)) {
+      lastActionId = ConvertCurrentActionFile(currentPath);
+      return kOk;
+    }
+    const std::vector<std::string> entries = ExchangeEntries();
+    if (entries.empty()) return kFail;
+    lastActionId = kx::tal::LastComponent(entries.front());
+    return kOk;
+  } catch (const kx::tal::exception::Exception&) {
+    return kFail;
+  }
+}

@@ -1,0 +1,59 @@
+#pragma once
+// The action-lock service: one installation action at a time, across processes
+// and restarts.
+//
+// The lock is the directory "<action exchange directory>/<action ID>/" holding
+// the lock record "ActionLock.txt":
+//   Id=<action ID>
+//   Holder=<custom lock holder, control characters as blanks, at most 1024 bytes>
+//   ProcessId=<pid of the process that took the lock>
+//   Time=<seconds since 1970-01-01 UTC when it was taken>
+// The lock is held while the action exchange directory has any entry; it is held
+// by an ID when that is the only entry and its record starts with "Id=<ID>".
+// Every operation runs under an flock on "kx_platform_ActionLock" in the
+// shared-file directory, so processes and threads see each step whole.
+//
+// Action IDs are 1 to 128 characters of A-Z a-z 0-9 . _ -, neither "." nor
+// containing "..". Any other ID is refused with 0x80070057 and touches nothing.
+
+#include <cstdint>
+#include <string>
+
+namespace kx::platform {
+
+constexpr char kActionLockRecordName[] = "ActionLock.txt";
+constexpr size_t kMaxActionIdLength = 128;
+constexpr size_t kMaxLockHolderLength = 1024;
+
+bool IsValidActionId(const std::string& actionId);
+
+}  // namespace kx::platform
+
+// Takes the lock for `actionId`: creates the action exchange directory when
+// missing, the action's directory and its lock record (owner "opuser", group
+// "kx"; modes 0775 and 0664), and hands back the record's path. 0 when taken,
+// 1 when this ID holds it already (the path is handed back too), 0x800407E2 when
+// another action holds it, 0x80070057 for an invalid ID, 0x80004005 when the
+// files cannot be made.
+int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
+                         std::string& lockFilePath);
+
+// 1 when `actionId` holds the lock, else 0.
+int32_t HasActionLock(const std::string& actionId);
+
+// Releases the lock of `actionId` and removes its directory: 0; 0x800407E2 when
+// that ID does not hold the lock, 0x80070057 for an invalid ID, 0x80004005 when
+// the directory cannot be removed.
+int32_t RemoveActionLock(const std::string& actionId);
+
+// Removes every entry of the action exchange directory, whoever holds the lock.
+// 0, or 0x80004005 when something could not be removed.
+int32_t ForceRemoveActionLock();
+
+// Turns an interrupted action into the last action. When "currentAction.xml"
+// exists: writes "lastAction.xml" as one <Last …/> line with its Id and
+// ActionType, the time now and Result -2147467259, removes "currentAction.xml"
+// and hands back the Id. Otherwise hands back the name of the entry left in the
+// action exchange directory. 0, or 0x80004005 when there was nothing to convert
+// or the files could not be written.
+int32_t ConvertCurrentActionProgress(std::string& lastActionId);
