@@ -1,0 +1,44 @@
+#pragma once
+// Paths of the files exchanged with the installation daemon. Every path is built
+// anew on each call below the system root, from the safe-mode state at that moment.
+//
+//   exchange base              safe mode "<root>/mnt/userfs", run mode "<root>"
+//   action exchange directory  exchange base + "/.syscfg-action"
+//   configuration directory    "<root>/etc/brenmar/share", with the state files in it
+
+#include <string>
+
+namespace kx::actions {
+
+// The exchange base; with the flag its trailing separator is kept
+// ("<root>/mnt/userfs/" or "<root>/"). With root "/" in run mode the base is "".
+std::string ExchangeBase(bool withTrailingSeparator);
+std::string ActionExchangeDirectory();
+
+std::string ConfigurationDirectory();
+std::string CurrentActionFilePath();         // currentAction.xml
+std::string LastActionFilePath();            // lastAction.xml
+std::string InstalledConfigurationPath();    // config.cdf
+std::string FailedInstallationMarkerPath();  // config.old
+std::string InstallationStatusLogPath();     // log/installationStatus.log
+
+// The directory of the pending action: the first entry, in sorted order, of the
+// action exchange directory, as a full path ending in "/". Empty when there is
+// no such entry or it cannot be listed.
+std::string CurrentActionDirectory();
+
+// `name` inside the current action directory; empty when there is none, so that
+// nothing is ever written relative to the working directory.
+std::string RequestFilePath(const std::string& name);
+
+// The current action directory as the remote host sees it:
+// "/.syscfg-action/<last component>", or empty when there is none.
+std::string RelativeActionDirectory();
+
+// A path sent back by the remote host turned into a local path. A path inside
+// "/.syscfg-action" (after its "." and ".." components are resolved) gets the
+// exchange base in front; any other path is used as it is. Then exactly one
+// trailing "/" is removed or added, as asked.
+std::string HostPathToLocalPath(const std::string& hostPath, bool wantTrailingSeparator);
+
+}  // namespace kx::actions

@@ -1,0 +1,83 @@
+#include "actions/request_files.h"
+
+#include <memory>
+#include <new>
+
+#include "actions/result_codes.h"
+#include "ini/ini_codes.h"
+#include "ini/ini_document.h"
+#include "kx/tal/log.h"
+
+namespace kx::actions {
+namespace {
+
+// Write settings shared by every request file: no line length limit, no break
+// character, and the file synced to disk before it is closed.
+constexpr int32_t kMaxLineLength = -1;
+constexpr char kBreakChar = 0;
+constexpr uint32_t kWriteOptions = ini::kOptionSync;
+
+// Builds a document with `fill` (true when every key was set) and saves it.
+template <typename Fill>
+int32_t WriteRequestFile(const std::string& path, Fill fill) {
+  try {
+    auto document = std::make_unique<ini::Document>();
+    document->SetWriteSettings(kMaxLineLength, kBreakChar, kWriteOptions);
+    if (!fill(*document)) return kResultOutOfMemory;
+    // Never relative to the working directory: there is no current action then.
+    if (path.empty() || path.front() != '/') return kResultSaveFailed;
+    return document->Save(path) < 0 ? kResultSaveFailed : kResultOk;
+  } catch (const std::bad_alloc&) {
+    return kResultOutOfMemory;
+  }
+}
+
+bool Set(int result) { return result == ini::kOk; }
+
+}  // namespace
+
+int32_t CreatePostActionIni(const std::string& path, const std::string& webMethod,
+                            const std::string& action, uint32_t options, int32_t retval) {
+  KX_LOG(tal::logmask::kEntry, "CreatePostActionIni()");
+  return WriteRequestFile(path, [&](ini::Document& ini) {
+    const char* section = "PostAction";
+    return Set(ini.SetInt32(section, "Retval", retval)) &&
+           Set(ini.SetUInt32(section, "Options", options)) &&
+           Set(ini.SetText(section, "WebMethod", webMethod)) &&
+           Set(ini.SetText(section, "Action", action));
+  });
+}
+
+int32_t CreateGetImageIni(const std::string& path, uint32_t options, const std::string& imagePath,
+                          const std::string& blackListPath) {
+  KX_LOG(tal::logmask::kEntry, "CreateGetImageIni()");
+  return WriteRequestFile(path, [&](ini::Document& ini) {
+    const char* section = "GetImage";
+    return Set(ini.SetUInt32(section, "Options", options)) &&
+           Set(ini.SetText(section, "ImagePath", imagePath)) &&
+           Set(ini.SetText(section, "BlackListPath", blackListPath));
+  });
+}
+
+int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t options,
+                          const std::string& localPath, const std::string& blackListPath) {
+  KX_LOG(tal::logmask::kEntry, "CreateSetImageIni()");
+  return WriteRequestFile(path, [&](ini::Document& ini) {
+    const char* section = "SetImage";
+    return Set(ini.SetUInt32(section, "Options", options)) &&
+           Set(ini.SetUInt32(section, "Timeout", timeout)) &&
+           Set(ini.SetText(section, "LocalPath", localPath)) &&
+           Set(ini.SetText(section, "BlackListPath", blackListPath));
+  });
+}
+
+int32_t CreateFormatIni(const std::string& path, uint32_t timeout, uint32_t options) {
+  KX_LOG(tal::logmask::kEntry, "CreateFormatIni()");
+  return WriteRequestFile(path, [&](ini::Document& ini) {
+    const char* section = "Format";
+    return Set(ini.SetUInt32(section, "Options", options)) &&
+           Set(ini.SetUInt32(section, "Timeout", timeout));
+  });
+}
+
+}  // namespace kx::actions

@@ -1,0 +1,50 @@
+#pragma once
+// Helpers shared by the actions tests.
+
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kx/tal/log.h"
+
+namespace kx::test {
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+// Records what is logged while it lives, with the given log mask; restores the
+// default mask (1) afterwards.
+class LogRecorder {
+ public:
+  explicit LogRecorder(uint32_t mask) {
+    tal::InitTraceLog(mask, 0, std::string(), 0);
+    tal::SetLogCapture([this](uint32_t bit, const std::string& text) {
+      std::lock_guard<std::mutex> guard(lock_);
+      lines_.emplace_back(bit, text);
+    });
+  }
+  ~LogRecorder() {
+    tal::SetLogCapture(nullptr);
+    tal::InitTraceLog(1, 0, std::string(), 0);
+  }
+  bool Logged(uint32_t bit, const std::string& text) {
+    std::lock_guard<std::mutex> guard(lock_);
+    for (const auto& line : lines_) {
+      if (line.first == bit && line.second == text) return true;
+    }
+    return false;
+  }
+
+ private:
+  std::mutex lock_;
+  std::vector<std::pair<uint32_t, std::string>> lines_;
+};
+
+}  // namespace kx::test
