@@ -1,0 +1,207 @@
+#include "catalogue/cdf_package_reader.h"
+
+#include <unordered_set>
+
+#include "catalogue/attribute_reader.h"
+#include "catalogue/cdf_read_helpers.h"
+#include "catalogue/type_readers.h"
+#include "kx/tal/log.h"
+
+namespace kx::catalogue::cdf {
+namespace {
+
+constexpr std::string_view kDefaultIniTarget = "/kx-rt.ini";
+constexpr std::string_view kSharedIniTarget = "/etc/brenmar/share/kx-rt.ini";
+
+std::string FoldedName(std::string_view name) {
+  std::string folded(name);
+  for (char& c : folded) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return folded;
+}
+
+Codebase ReadCodebase(std::string_view attributes) {
+  Codebase codebase;
+  codebase.fileName = ReadAttributeOr(attributes, "FILENAME", "");
+  codebase.type = ReadCodebaseType(attributes);
+  if (auto target = ReadAttribute(attributes, "TARGET")) {
+    codebase.target = std::move(*target);
+  } else if (codebase.type != CodebaseType::kTar) {
+    codebase.target = codebase.fileName;
+  } else {
+    // An archive unpacks into the directory it came from.
+    const size_t slash = codebase.fileName.rfind('/');
+    if (slash != std::string::npos) codebase.target = codebase.fileName.substr(0, slash == 0 ? 1 : slash);
+  }
+  codebase.permissions = ReadAttributeOr(attributes, "PERMISSIONS", "");
+  codebase.owner = ReadAttributeOr(attributes, "OWNER", "");
+  codebase.group = ReadAttributeOr(attributes, "GROUP", "");
+  codebase.version = ParseVersion(ReadAttributeOr(attributes, "VERSION", ""));
+  return codebase;
+}
+
+Symlink ReadSymlink(std::string_view attributes) {
+  Symlink symlink;
+  symlink.source = ReadAttributeOr(attributes, "SOURCE", "");
+  symlink.link = ReadAttributeOr(attributes, "LINK", "");
+  symlink.permissions = ReadAttributeOr(attributes, "PERMISSIONS", "");
+  symlink.owner = ReadAttributeOr(attributes, "OWNER", "");
+  symlink.group = ReadAttributeOr(attributes, "GROUP", "");
+  return symlink;
+}
+
+MergeIni ReadMergeIni(const Element& element) {
+  MergeIni merge;
+  merge.target = ReadAttributeOr(element.attributes, "TARGET", "");
+  // Both forms name the one INI file of the runtime.
+  if (merge.target.empty() || merge.target == kSharedIniTarget) merge.target = kDefaultIniTarget;
+  merge.fileName = ReadAttributeOr(element.attributes, "FILENAME", "");
+  constexpr std::string_view kCdataBegin = "<![CDATA[";
+  std::string_view text = Trim(element.content);
+  if (text.substr(0, kCdataBegin.size()) == kCdataBegin) {
+    text.remove_prefix(kCdataBegin.size());
+    merge.text = std::string(text.substr(0, text.find("]]>")));
+  } else {
+    merge.text = std::string(element.content);
+  }
+  return merge;
+}
+
+// DEPENDENCY and SOFTDEPENDENCY elements of one IMPLEMENTATION. Exact and strict
+// dependencies go before loose ones, each group in document order, so that
+// everything walking the list meets the exact requirements first.
+class DependencyReader {
+ public:
+  DependencyReader(const ElementScanner& scanner, Package& package) : scanner_(scanner), package_(package) {}
+
+  void Read(const Element& element, bool soft) {
+    const std::string type = ReadAttributeOr(element.attributes, "TYPE", "");
+    if (type == "STACK") {
+      ReadStackDependency(element);
+      return;
+    }
+    auto child = scanner_.First(element.inside, "SOFTPKG");
+    if (!child) return;  // names nothing to depend on
+    auto name = ReadAttribute(child->attributes, "NAME");
+    if (!name) return;
+    // A second DEPENDENCY on a name is ignored; SOFTDEPENDENCY entries are not checked.
+    // The set stands for a look-up in the list, which would make this quadratic.
+    if (!soft && !dependencyNames_.insert(FoldedName(*name)).second) return;
+
+    Version version = ParseVersion(ReadAttributeOr(child->attributes, "VERSION", ""));
+    std::string title = ChildText(scanner_, child->inside, "TITLE");
+    if (type == "EXACT") {
+      exactFirst_.push_back(std::make_unique<ExactVersionDependency>(*name, version, title, soft));
+    } else if (type == "STRICT") {
+      exactFirst_.push_back(std::make_unique<StrictDependency>(*name, version, title, soft));
+    } else {
+      looseLast_.push_back(std::make_unique<LooseDependency>(*name, version, title, soft));
+    }
+  }
+
+  void Finish() {
+    for (auto& dependency : looseLast_) exactFirst_.push_back(std::move(dependency));
+    package_.dependencies = std::move(exactFirst_);
+  }
+
+ private:
+  void ReadStackDependency(const Element& element) {
+    auto stackDep = scanner_.First(element.inside, "STACKDEP");
+    if (!stackDep) return;
+    StackDependency dependency;
+    dependency.name = ReadAttributeOr(stackDep->attributes, "NAME", "");
+    dependency.versionText = ReadAttributeOr(stackDep->attributes, "VERSION", "");
+    dependency.title = ChildText(scanner_, stackDep->inside, "TITLE");
+    ReadStackItems(scanner_, stackDep->inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup,
+                   dependency.items);
+    // The first stack dependency is the stack the package installs.
+    if (!package_.stack) {
+      package_.stack = std::make_unique<SoftwareSet>();
+      package_.stack->name = dependency.name;
+      package_.stack->versionText = dependency.versionText;
+      package_.stack->title = dependency.title;
+      package_.stack->items = dependency.items;
+    }
+    package_.stackItems.push_back(std::move(dependency));
+  }
+
+  const ElementScanner& scanner_;
+  Package& package_;
+  DependencyList exactFirst_;
+  DependencyList looseLast_;
+  std::unordered_set<std::string> dependencyNames_;
+};
+
+void ReadImplementation(const ElementScanner& scanner, const Element& implementation, Package& package) {
+  const TextSpan span = implementation.inside;
+  package.extraText = ReadAttributeOr(implementation.attributes, "TARGET", "");
+  ReadTargetSupport(scanner, span, package);
+  scanner.ForEach(span, "CODEBASE", [&](const Element& e) { package.codebases.push_back(ReadCodebase(e.attributes)); });
+  scanner.ForEach(span, "SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); });
+  DependencyReader dependencies(scanner, package);
+  scanner.ForEach(span, "DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); });
+  scanner.ForEach(span, "SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); });
+  dependencies.Finish();
+  scanner.ForEach(span, "MERGEINI", [&](const Element& e) { package.mergeIni.push_back(ReadMergeIni(e)); });
+}
+
+void ReadDynamicAddons(const ElementScanner& scanner, TextSpan span, const Package& package,
+                       DynamicAddonList& dynamicAddons) {
+  std::shared_ptr<const ComponentReference> identity;
+  scanner.ForEach(span, "ISADDONOFSTACK", [&](const Element& element) {
+    std::string key = ReadAttributeOr(element.attributes, "KEY", "");
+    if (!IsValidAddonKey(key)) {
+      KX_LOG(tal::logmask::kError,
+             "Repository::ReadCdfContent found dynamic add-on " + package.name + " with invalid key " + key);
+      return;
+    }
+    if (!identity) {
+      identity = std::make_shared<const ComponentReference>(
+          ComponentReference{package.name, package.version, package.title});
+    }
+    DynamicAddon addon;
+    addon.addon = identity;
+    addon.stackKey = std::move(key);
+    addon.group = ReadAttributeOr(element.attributes, "GROUP", "");
+    addon.selected = ReadYesAttribute(element.attributes, "SELECT");
+    addon.hidden = ReadYesAttribute(element.attributes, "HIDE");
+    dynamicAddons.push_back(std::move(addon));
+  });
+}
+
+std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Element& element,
+                                     DynamicAddonList& dynamicAddons) {
+  const std::string_view attributes = element.attributes;
+  auto name = ReadAttribute(attributes, "NAME");
+  auto version = ReadAttribute(attributes, "VERSION");
+  if (!name || !version) return nullptr;
+  auto package = std::make_unique<Package>();
+  if (!ReadVisibilityType(attributes, package->type)) return nullptr;
+  package->effectiveType = package->type;
+  package->name = std::move(*name);
+  package->version = ParseVersion(*version);
+  package->compatibilityVersion = ParseVersion(ReadAttributeOr(attributes, "COMPATIBILITY", *version));
+  package->oldestCompatibleVersion = ParseVersion(ReadAttributeOr(attributes, "OLDESTCOMPATIBLEVERSION", ""));
+  package->hideVersion = ReadYesAttribute(attributes, "HIDEVERSION");
+  package->originText = ReadAttributeOr(attributes, "URL", "");
+  package->providesOs = ReadYesAttribute(attributes, "PROVIDESOS");
+  package->title = ChildText(scanner, element.inside, "TITLE");
+  package->abstract = ChildText(scanner, element.inside, "ABSTRACT");
+  ReadDynamicAddons(scanner, element.inside, *package, dynamicAddons);
+  if (auto implementation = scanner.First(element.inside, "IMPLEMENTATION")) {
+    ReadImplementation(scanner, *implementation, *package);
+  }
+  ReadFeatures(scanner, element.inside, package->features);
+  return package;
+}
+
+}  // namespace
+
+void ReadPackages(const ElementScanner& scanner, PackageList& packages, DynamicAddonList& dynamicAddons) {
+  scanner.ForEach(scanner.Whole(), "SOFTPKG", [&](const Element& element) {
+    if (auto package = ReadPackage(scanner, element, dynamicAddons)) packages.push_back(std::move(package));
+  });
+}
+
+}  // namespace kx::catalogue::cdf

@@ -1,0 +1,83 @@
+#include "catalogue/cdf_reader.h"
+
+#include "catalogue/attribute_reader.h"
+#include "catalogue/cdf_package_reader.h"
+#include "catalogue/cdf_read_helpers.h"
+#include "catalogue/element_scanner.h"
+#include "catalogue/status.h"
+#include "catalogue/type_readers.h"
+
+namespace kx::catalogue {
+namespace {
+
+bool IsHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
+
+std::unique_ptr<SoftwareSet> ReadStack(const ElementScanner& scanner, const Element& element) {
+  using cdf::ChildText;
+  const std::string_view attributes = element.attributes;
+  auto stack = std::make_unique<SoftwareSet>();
+  stack->name = ReadAttributeOr(attributes, "NAME", "");
+  stack->packageSystem = ReadYesAttribute(attributes, "OPKGSYSTEM");
+  stack->versionText = ReadAttributeOr(attributes, "VERSION", "");
+  stack->group = ReadAttributeOr(attributes, "GROUP", "");
+  ReadStackType(attributes, stack->type);  // an unknown word keeps the default; the stack stays
+  stack->title = ChildText(scanner, element.inside, "TITLE");
+  stack->abstract = ChildText(scanner, element.inside, "ABSTRACT");
+  stack->intent = ChildText(scanner, element.inside, "INTENT");
+  cdf::ReadTargetSupport(scanner, element.inside, *stack);
+  cdf::ReadStackItems(scanner, element.inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup,
+                      stack->items);
+  scanner.ForEach(element.inside, "ADDONGROUP", [&](const Element& group) {
+    const size_t index = stack->addonGroups.size();
+    stack->addonGroups.push_back({ReadAttributeOr(group.attributes, "NAME", ""),
+                                  ReadAttributeOr(group.attributes, "OLDESTCOMPATIBLEVERSION", "0")});
+    cdf::ReadStackItems(scanner, group.inside, "ADDON", StackItemKind::kAddon, index, stack->items);
+    cdf::ReadStackItems(scanner, group.inside, "ADDONDEP", StackItemKind::kAddonDependency, index, stack->items);
+  });
+  return stack;
+}
+
+CdfSection ReadSection(const ElementScanner& scanner, const Element& element) {
+  CdfSection section;
+  section.name = ReadAttributeOr(element.attributes, "NAME", "");
+  section.version = ParseVersion(ReadAttributeOr(element.attributes, "VERSION", ""));
+  section.title = cdf::ChildText(scanner, element.inside, "TITLE");
+  section.abstract = cdf::ChildText(scanner, element.inside, "ABSTRACT");
+  cdf::ReadFeatures(scanner, element.inside, section.features);
+  return section;
+}
+
+}  // namespace
+
+bool IsValidAddonKey(std::string_view key) {
+  constexpr std::string_view kNullGuid = "{00000000-0000-0000-0000-000000000000}";
+  if (key.size() != kNullGuid.size() || key.front() != '{' || key.back() != '}' || key == kNullGuid) return false;
+  for (size_t i = 1; i + 1 < key.size(); ++i) {
+    const bool dash = i == 9 || i == 14 || i == 19 || i == 24;
+    if (dash ? key[i] != '-' : !IsHexDigit(key[i])) return false;
+  }
+  return true;
+}
+
+bool IsSupportedCdfVersion(std::string_view version) {
+  static const std::vector<uint32_t> kFirstUnsupported = {8, 0};
+  return !NumbersAtLeast(ParseVersionNumbers(version), kFirstUnsupported);
+}
+
+int ReadCdfDocument(std::string_view text, PackageList& packages, StackList& stacks, SectionList& sections,
+                    DynamicAddonList& dynamicAddons) {
+  const ElementScanner scanner(text.substr(0, text.find('\0')));
+  std::string version;
+  if (auto cdf = scanner.First(scanner.Whole(), "?CDF")) version = ReadAttributeOr(cdf->attributes, "VERSION", "");
+
+  const size_t entriesBefore = packages.size() + stacks.size() + sections.size();
+  scanner.ForEach(scanner.Whole(), "STACK", [&](const Element& e) { stacks.push_back(ReadStack(scanner, e)); });
+  cdf::ReadPackages(scanner, packages, dynamicAddons);
+  scanner.ForEach(scanner.Whole(), "SECTION", [&](const Element& e) { sections.push_back(ReadSection(scanner, e)); });
+
+  // Checked after reading on purpose: a rejected document has filled the lists too.
+  if (!IsSupportedCdfVersion(version)) return status::kUnsupportedCdfVersion;
+  return packages.size() + stacks.size() + sections.size() == entriesBefore ? status::kNothingRead : status::kOk;
+}
+
+}  // namespace kx::catalogue

@@ -1,0 +1,159 @@
+#include "catalogue/element_scanner.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kx::catalogue {
+namespace {
+
+constexpr size_t kMaxNameLength = 35;
+
+bool EndsName(char c) {
+  return c == '\0' || c == '\t' || c == '\n' || c == '\r' || c == ' ' || c == '/' || c == '>';
+}
+
+bool BeginsElementName(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '?'; }
+
+bool StartsWith(std::string_view text, size_t position, std::string_view prefix) {
+  return text.compare(position, prefix.size(), prefix) == 0;
+}
+
+}  // namespace
+
+ElementScanner::ElementScanner(std::string_view text)
+    : text_(text.substr(0, std::min<size_t>(text.size(), UINT32_MAX - 1))) {
+  ReadTags();
+  PairClosingTags();
+}
+
+void ElementScanner::ReadTags() {
+  const char* data = text_.data();
+  const size_t size = text_.size();
+  tags_.reserve(size / 32);
+  size_t position = 0;
+  while (position < size) {
+    const void* lessThan = std::memchr(data + position, '<', size - position);
+    if (lessThan == nullptr) break;
+    const size_t begin = static_cast<const char*>(lessThan) - data;
+    size_t nameBegin = begin + 1;
+    const bool closing = nameBegin < size && data[nameBegin] == '/';
+    if (closing) ++nameBegin;
+
+    if (StartsWith(text_, nameBegin, "!--") || StartsWith(text_, nameBegin, "![CDATA[")) {
+      const bool comment = data[nameBegin + 1] == '-';
+      const size_t markupEnd = comment ? text_.find("-->", nameBegin + 3) : text_.find("]]>", nameBegin + 8);
+      if (markupEnd == std::string_view::npos) break;  // an unterminated comment hides the rest
+      position = markupEnd + 3;
+      continue;
+    }
+
+    const size_t nameLimit = std::min(size, nameBegin + kMaxNameLength);
+    size_t nameEnd = nameBegin;
+    while (nameEnd < nameLimit && !EndsName(data[nameEnd])) ++nameEnd;
+    if (nameEnd == nameBegin || !BeginsElementName(data[nameBegin])) {
+      position = begin + 1;  // a declaration or stray "<": look again just after it
+      continue;
+    }
+
+    Tag tag{};
+    tag.begin = static_cast<uint32_t>(begin);
+    tag.nameLength = static_cast<uint8_t>(nameEnd - nameBegin);
+    const void* greaterThan = std::memchr(data + nameEnd, '>', size - nameEnd);
+    if (greaterThan == nullptr) {
+      tag.attributesEnd = tag.end = static_cast<uint32_t>(size);
+      tag.kind = closing ? TagKind::kClose : TagKind::kUnterminated;
+      tags_.push_back(tag);
+      break;
+    }
+    const size_t tagEnd = static_cast<const char*>(greaterThan) - data;
+    tag.attributesEnd = static_cast<uint32_t>(tagEnd);
+    tag.end = static_cast<uint32_t>(tagEnd + 1);
+    if (closing) {
+      tag.kind = TagKind::kClose;
+    } else if (tagEnd > nameEnd && data[tagEnd - 1] == '/') {
+      tag.kind = TagKind::kEmpty;
+      tag.attributesEnd = static_cast<uint32_t>(tagEnd - 1);
+    } else if (data[nameBegin] == '?') {
+      tag.kind = TagKind::kEmpty;
+    } else {
+      tag.kind = TagKind::kStart;
+    }
+    tags_.push_back(tag);
+    position = tagEnd + 1;
+  }
+}
+
+// A closing tag ends the innermost open element when it has that element's name
+// and is stepped over otherwise. Elements further out never see it, so one pass
+// with a stack finds, for every start tag, the closing tag its own search would find.
+void ElementScanner::PairClosingTags() {
+  std::vector<uint32_t> open;
+  for (size_t i = 0; i < tags_.size(); ++i) {
+    Tag& tag = tags_[i];
+    if (tag.kind == TagKind::kStart || tag.kind == TagKind::kUnterminated) {
+      open.push_back(static_cast<uint32_t>(i));
+    } else if (tag.kind == TagKind::kClose && !open.empty() && NameOf(tags_[open.back()]) == NameOf(tag)) {
+      tags_[open.back()].close = static_cast<uint32_t>(i);
+      open.pop_back();
+    }
+  }
+}
+
+size_t ElementScanner::FirstTagAt(size_t position) const {
+  auto found = std::lower_bound(tags_.begin(), tags_.end(), position,
+                                [](const Tag& tag, size_t at) { return tag.begin < at; });
+  return static_cast<size_t>(found - tags_.begin());
+}
+
+std::optional<Element> ElementScanner::Find(TextSpan span, size_t from, std::string_view name) const {
+  span.end = std::min(span.end, text_.size());
+  for (size_t i = FirstTagAt(std::max(from, span.begin)); i < tags_.size() && tags_[i].begin < span.end; ++i) {
+    const Tag& tag = tags_[i];
+    if (tag.kind == TagKind::kClose) continue;
+    if (!name.empty() && NameOf(tag) != name) continue;
+    return MakeElement(i, span, name.empty());
+  }
+  return std::nullopt;
+}
+
+// The first closing tag of any name after the start tag, skipping nested elements whole.
+uint32_t ElementScanner::FindAnyClose(size_t startTag, const TextSpan& span) const {
+  size_t i = startTag + 1;
+  while (i < tags_.size() && tags_[i].begin < span.end) {
+    const Tag& tag = tags_[i];
+    if (tag.kind == TagKind::kClose) return static_cast<uint32_t>(i);
+    if (tag.kind == TagKind::kEmpty) {
+      ++i;
+    } else if (tag.close == kNoClose) {
+      return kNoClose;
+    } else {
+      i = tag.close + size_t{1};
+    }
+  }
+  return kNoClose;
+}
+
+Element ElementScanner::MakeElement(size_t tagIndex, const TextSpan& span, bool anyClose) const {
+  const Tag& tag = tags_[tagIndex];
+  auto clamp = [&span](size_t position) { return std::min(position, span.end); };
+  const size_t attributesBegin = clamp(NameBegin(tag) + tag.nameLength);
+
+  Element element;
+  element.name = NameOf(tag);
+  element.attributes = text_.substr(attributesBegin, clamp(tag.attributesEnd) - attributesBegin);
+  element.inside = {clamp(tag.end), clamp(tag.end)};
+  element.next = clamp(tag.end);
+  if (tag.kind == TagKind::kStart) {
+    const uint32_t close = anyClose ? FindAnyClose(tagIndex, span) : tag.close;
+    if (close != kNoClose && tags_[close].begin < span.end) {
+      element.inside.end = tags_[close].begin;
+      element.next = clamp(tags_[close].end);
+    } else {
+      element.inside.end = element.next = span.end;
+    }
+  }
+  element.content = text_.substr(element.inside.begin, element.inside.end - element.inside.begin);
+  return element;
+}
+
+}  // namespace kx::catalogue

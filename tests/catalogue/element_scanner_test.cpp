@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "catalogue/element_scanner.h"
+#include "tests/catalogue/reference_element_scan.h"
+
+using namespace kx::catalogue;
+
+namespace {
+
+struct Expected {
+  std::string attributes;
+  std::string content;
+};
+
+// Every element called `name` found by repeated searches over the whole text.
+std::vector<Expected> FindAll(std::string_view text, std::string_view name) {
+  ElementScanner scanner(text);
+  std::vector<Expected> found;
+  scanner.ForEach(scanner.Whole(), name, [&](const Element& e) {
+    found.push_back({std::string(e.attributes), std::string(e.content)});
+  });
+  return found;
+}
+
+bool operator==(const Expected& a, const Expected& b) { return a.attributes == b.attributes && a.content == b.content; }
+void PrintTo(const Expected& e, std::ostream* out) { *out << "[" << e.attributes << "|" << e.content << "]"; }
+
+}  // namespace
+
+TEST(ElementScannerTest, FindsElementsByTheDocumentedRules) {
+  const struct {
+    const char* what;
+    const char* text;
+    const char* name;
+    std::vector<Expected> expected;
+  } cases[] = {
+      {"siblings", "<A x=\"1\">one</A><A>two</A>", "A", {{" x=\"1\"", "one"}, {"", "two"}}},
+      {"at any depth", "<R><B><A>deep</A></B></R>", "A", {{"", "deep"}}},
+      {"nested same name", "<A><A>in</A>out</A>", "A", {{"", "<A>in</A>out"}}},
+      {"self-closing", "<A k=\"v\"/><A/>", "A", {{" k=\"v\"", ""}, {"", ""}}},
+      {"processing instruction", "<?CDF VERSION=\"7.9\"?><A/>", "?CDF", {{" VERSION=\"7.9\"?", ""}}},
+      {"in a comment", "<!-- <A>no</A> --><A>yes</A>", "A", {{"", "yes"}}},
+      {"comment without blank", "<!--<A>no</A>--><A>yes</A>", "A", {{"", "yes"}}},
+      {"in CDATA", "<![CDATA[<A>no</A>]]><A>yes</A>", "A", {{"", "yes"}}},
+      {"CDATA inside content", "<A><![CDATA[</A>]]></A>", "A", {{"", "<![CDATA[</A>]]>"}}},
+      {"unterminated comment hides the rest", "<!-- <A>x</A>", "A", {}},
+      {"declaration passed over", "<!DOCTYPE x><A>1</A>", "A", {{"", "1"}}},
+      {"stray less-than", "a < b <A>1</A>", "A", {{"", "1"}}},
+      {"name is case-sensitive", "<a>1</a><A>2</A>", "A", {{"", "2"}}},
+      {"prefix names differ", "<AB>1</AB><A>2</A>", "A", {{"", "2"}}},
+      {"no closing tag: rest of text", "<A>one<B>two</B>", "A", {{"", "one<B>two</B>"}}},
+      {"no >: rest is attributes", "<A x=\"1\"", "A", {{" x=\"1\"", ""}}},
+      {"start tag runs to next >", "<A x=\"1\"<T>t</T></A>", "A", {{" x=\"1\"<T", "t</T>"}}},
+      {"other closing tags stepped over", "<A>1</B>2</A>", "A", {{"", "1</B>2"}}},
+      {"nested element takes a foreign close", "<A><B></A></B>x</A>", "A", {{"", "<B></A></B>x"}}},
+      {"closing tag without >", "<A>1</A", "A", {{"", "1"}}},
+      {"any element", "<A>1</A><B/>", "", {{"", "1"}, {"", ""}}},
+      {"any element ends at any close", "<A><C/>1</B>2</A>", "", {{"", "<C/>1"}}},
+      {"names cut at 35", "<ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 x=\"1\"/>", "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345678",
+       {{"9 x=\"1\"", ""}}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(FindAll(c.text, c.name), c.expected) << c.what;
+}
+
+TEST(ElementScannerTest, SearchesInsideContent) {
+  ElementScanner scanner("<P><T>outer</T><I><T>inner</T></I></P><T>after</T>");
+  auto package = scanner.First(scanner.Whole(), "P");
+  ASSERT_TRUE(package);
+  auto implementation = scanner.First(package->inside, "I");
+  ASSERT_TRUE(implementation);
+  auto title = scanner.First(implementation->inside, "T");
+  ASSERT_TRUE(title);
+  EXPECT_EQ(title->content, "inner");
+  EXPECT_FALSE(scanner.Find(implementation->inside, title->next, "T"));
+}
+
+// Hostile shapes finish and give the documented answer.
+TEST(ElementScannerTest, HostileNestingGivesDocumentedResults) {
+  std::string unclosed;
+  for (int i = 0; i < 100000; ++i) unclosed += "<SOFTPKG NAME=\"x\">";
+  auto found = FindAll(unclosed, "SOFTPKG");
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].content.size(), unclosed.size() - 18);
+
+  std::string deep;
+  for (int i = 0; i < 100000; ++i) deep += "<A>";
+  deep += "<B>leaf</B>";
+  for (int i = 0; i < 100000; ++i) deep += "</A>";
+  found = FindAll(deep, "B");
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].content, "leaf");
+  EXPECT_EQ(FindAll(deep, "A").size(), 1u);
+
+  std::string comments(300000, '<');
+  for (size_t i = 0; i < comments.size(); i += 5) comments.replace(i, 4, "<!--");
+  EXPECT_TRUE(FindAll(comments + "<A/>", "A").empty());
+}
+
+// The indexed scanner agrees with a plain recursive reading of the rules, on the
+// whole text and one level inside, for random texts built from tricky pieces.
+TEST(ElementScannerTest, AgreesWithPlainReadingOnRandomTexts) {
+  const char* pieces[] = {"<A>",  "</A>", "<B x=\"1\">", "</B>", "<A/>", "<!--", "-->", "<![CDATA[", "]]>",
+                          "<?P?>", ">",   "<",          "/",    "t",    "<1>",  "</>", "<AB>",      "\n",
+                          "</A",   "<B"};
+  std::mt19937 random(20240607);
+  for (int round = 0; round < 3000; ++round) {
+    std::string text;
+    const int count = static_cast<int>(random() % 24);
+    for (int i = 0; i < count; ++i) text += pieces[random() % std::size(pieces)];
+    ElementScanner scanner(text);
+    for (std::string_view name : {"", "A", "B", "?P"}) {
+      SCOPED_TRACE(text + " / " + std::string(name));
+      size_t position = 0;
+      std::optional<Element> element;
+      while ((element = scanner.Find(scanner.Whole(), position, name))) {
+        auto expected = reference::FindElement(text, position, name);
+        ASSERT_TRUE(expected);
+        ASSERT_EQ(element->attributes, expected->attributes);
+        ASSERT_EQ(element->content, expected->content);
+        ASSERT_EQ(element->next, expected->next);
+        for (std::string_view inner : {"", "A", "B"}) {
+          auto first = scanner.First(element->inside, inner);
+          auto firstExpected = reference::FindElement(expected->content, 0, inner);
+          ASSERT_EQ(first.has_value(), firstExpected.has_value());
+          if (first) {
+            ASSERT_EQ(first->content, firstExpected->content);
+          }
+        }
+        position = element->next;
+      }
+      ASSERT_FALSE(reference::FindElement(text, position, name));
+    }
+  }
+}
