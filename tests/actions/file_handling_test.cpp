@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <regex>
 #include <thread>
@@ -49,20 +50,6 @@ TEST(SymbolicModeTest, NineCharactersPositionByPosition) {
   for (const auto& [text, mode] : cases) EXPECT_EQ(SymbolicModeToMode(text), mode) << text;
 }
 
-TEST(OwnershipTest, DefaultOwnerGroupAndModeForReal) {
-  Ids ids;
-  if (!DefaultIds(ids)) GTEST_SKIP() << "needs root and the user opuser and group kx";
-  kx::test::ScratchRoot root;
-  root.WriteFile("/state.xml", "x");
-  const std::string path = root / "/state.xml";
-  chmod(path.c_str(), 0600);
-  ASSERT_EQ(SetToDefaultOwnerGroupAndPermissions(path), 0);
-  const struct stat info = StatOf(path);
-  EXPECT_EQ(info.st_uid, ids.opuser);
-  EXPECT_EQ(info.st_gid, ids.kx);
-  EXPECT_EQ(info.st_mode & 07777, 0664u);
-}
-
 TEST(OwnershipTest, UnknownOrEmptyNamesFallBackToTheDefaults) {
   Ids ids;
   if (!DefaultIds(ids)) GTEST_SKIP() << "needs root and the user opuser and group kx";
@@ -87,18 +74,15 @@ TEST(OwnershipTest, LookupsFromManyThreadsAgree) {
   EXPECT_EQ(GetGroupID(""), -1);
   EXPECT_EQ(GetUserID("no-such-user-kx"), -1);
   EXPECT_EQ(GetGroupID("no-such-group-kx"), -1);
+  std::atomic<int> mismatches{0};
   std::vector<std::thread> threads;
-  std::vector<int> mismatches(8, 0);
-  for (size_t t = 0; t < mismatches.size(); ++t) {
-    threads.emplace_back([t, &mismatches] {
-      for (int i = 0; i < 200; ++i) {
-        mismatches[t] += GetUserID("root") != 0;
-        mismatches[t] += GetGroupID("root") != 0;
-      }
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&mismatches] {
+      for (int i = 0; i < 200; ++i) mismatches += (GetUserID("root") != 0) + (GetGroupID("root") != 0);
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (const int count : mismatches) EXPECT_EQ(count, 0);
+  EXPECT_EQ(mismatches, 0);
 }
 
 TEST(RemoveDirHierarchyTest, RemovesTheTreeButNotWhatLinksPointTo) {
@@ -118,6 +102,7 @@ TEST(RemoveDirHierarchyTest, RemovesTheTreeButNotWhatLinksPointTo) {
   EXPECT_EQ(RemoveDirHierarchy(root / "/missing"), -1);
 }
 
+// Also the check that state files end with the default owner, group and mode for real.
 TEST(ActionStateFilesTest, CreateActionXmlWritesWholeIntoTheConfigurationDirectory) {
   kx::test::ScratchRoot root;
   EXPECT_FALSE(CreateActionXML("lastAction.xml", "x"));  // no configuration directory
@@ -127,8 +112,10 @@ TEST(ActionStateFilesTest, CreateActionXmlWritesWholeIntoTheConfigurationDirecto
   EXPECT_EQ(kx::test::ReadFile(path), "<Last/>\n");
   Ids ids;
   if (DefaultIds(ids)) {
-    EXPECT_EQ(StatOf(path).st_uid, ids.opuser);
-    EXPECT_EQ(StatOf(path).st_mode & 07777, 0664u);
+    const struct stat info = StatOf(path);
+    EXPECT_EQ(info.st_uid, ids.opuser);
+    EXPECT_EQ(info.st_gid, ids.kx);
+    EXPECT_EQ(info.st_mode & 07777, 0664u);
   }
   for (const char* name : {"", ".", "..", "../lastAction.xml", "log/x.xml"}) {
     EXPECT_FALSE(CreateActionXML(name, "x")) << name;
