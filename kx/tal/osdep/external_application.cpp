@@ -107,7 +107,7 @@ void ExternalApplication::Start(const std::string& program, const std::vector<st
     if (argument.find('\0') != std::string::npos) KX_THROW(exception::InvalidArgument);
   }
 
-  // Everything the child needs is built here: the child only uses what exists.
+  // The argument vector is built before the fork, so the child only points into it.
   std::vector<std::string> texts;
   texts.reserve(arguments.size() + 1);
   texts.push_back(program);
