@@ -1,0 +1,173 @@
+#include "kx/tal/osdep/named_event.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "kx/tal/exception/os_exception.h"
+#include "tests/kx/tal/osdep/child_process.h"
+#include "tests/support/scratch_root.h"
+
+namespace kx::tal::osdep {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using test::ChildProcess;
+using test::ReadySignal;
+using test::RunInChild;
+
+const char kName[] = "SoftwareActionRequestReady";
+const char kManualName[] = "ManualEvent";
+
+bool SetExists(int setId) {
+  struct semid_ds info;
+  return ::semctl(setId, 0, IPC_STAT, &info) == 0;
+}
+
+class NamedEventTest : public ::testing::Test {
+ protected:
+  // Nobody leaves a semaphore set behind.
+  void TearDown() override {
+    RemoveNamedEvent(kName);
+    RemoveNamedEvent(kManualName);
+  }
+  test::ScratchRoot root_;
+};
+
+TEST_F(NamedEventTest, ChildWaitingOnTheEventWakesWhenTheParentSetsIt) {
+  NamedEvent event(kName);
+  ReadySignal waiting;
+  ChildProcess child([&waiting] {
+    NamedEvent event(kName);
+    waiting.Send();
+    return event.Wait(NamedEvent::kInfinite) ? 0 : 1;
+  });
+  ASSERT_TRUE(waiting.Wait());
+  std::this_thread::sleep_for(milliseconds(50));  // most likely blocked by now
+  event.Set();
+  EXPECT_EQ(0, child.Wait());
+  EXPECT_FALSE(event.TryWait()) << "the child's wait consumed the signal";
+}
+
+TEST_F(NamedEventTest, AutoResetSignalsDoNotAccumulate) {
+  NamedEvent event(kName);
+  event.Set();
+  event.Set();
+  // Exit code: how many of two waits in another process succeed.
+  EXPECT_EQ(1, RunInChild([] {
+              NamedEvent event(kName);
+              return int(event.TryWait()) + int(event.Wait(10));
+            }));
+}
+
+TEST_F(NamedEventTest, ManualResetStaysSignalledUntilReset) {
+  NamedEvent event(kManualName, 1);
+  EXPECT_FALSE(event.TryWait());
+  event.Set();
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(event.Wait(0));
+  EXPECT_EQ(0, RunInChild([] {
+              NamedEvent event(kManualName, 1);
+              return event.TryWait() && event.TryWait() ? 0 : 1;
+            }));
+  EXPECT_TRUE(event.TryWait());
+  event.Reset();
+  EXPECT_FALSE(event.TryWait());
+}
+
+TEST_F(NamedEventTest, TimedWaitRunsOutAfterAboutThatLong) {
+  NamedEvent event(kName);
+  const Clock::time_point start = Clock::now();
+  EXPECT_FALSE(event.Wait(200));
+  const auto elapsed = Clock::now() - start;
+  EXPECT_GE(elapsed, milliseconds(190));
+  EXPECT_LT(elapsed, milliseconds(2000));
+}
+
+std::atomic<int> gInterruptions{0};
+void CountInterruption(int) { ++gInterruptions; }
+
+TEST_F(NamedEventTest, InterruptionsDoNotLengthenATimedWait) {
+  struct sigaction action {};
+  struct sigaction previous {};
+  action.sa_handler = CountInterruption;  // no SA_RESTART: the wait fails with EINTR
+  ASSERT_EQ(0, ::sigaction(SIGUSR1, &action, &previous));
+  NamedEvent event(kName);
+  std::atomic<bool> done{false};
+  Clock::duration elapsed{};
+  std::thread waiter([&] {
+    const Clock::time_point start = Clock::now();
+    EXPECT_FALSE(event.Wait(400));
+    elapsed = Clock::now() - start;
+    done = true;
+  });
+  // Restarting with the full time would keep it waiting as long as this goes on.
+  for (int i = 0; i < 60 && !done; ++i) {
+    std::this_thread::sleep_for(milliseconds(50));
+    if (!done) ::pthread_kill(waiter.native_handle(), SIGUSR1);
+  }
+  waiter.join();
+  ::sigaction(SIGUSR1, &previous, nullptr);
+  EXPECT_GT(gInterruptions.load(), 0);
+  EXPECT_GE(elapsed, milliseconds(390));
+  EXPECT_LT(elapsed, milliseconds(2000));
+}
+
+TEST_F(NamedEventTest, ObjectsShareTheSemaphoreOfTheirNameAndRootOnly) {
+  NamedEvent event(kName);
+  NamedEvent sameName(kName);
+  NamedEvent otherName(kManualName);
+  {
+    test::ScratchRoot otherRoot;
+    NamedEvent elsewhere(kName);
+    elsewhere.Set();
+    EXPECT_FALSE(event.TryWait());
+    RemoveNamedEvent(kName);
+  }
+  event.Set();
+  EXPECT_FALSE(otherName.TryWait());
+  EXPECT_TRUE(sameName.TryWait());
+}
+
+// The daemon finds the event through these two files.
+TEST_F(NamedEventTest, StateFileAndKeyFileLeadToTheSet) {
+  const int setId = NamedEvent(kName).Semaphore().setId;
+  std::ifstream file(root_ / "/tmp/brenmar/kx_tal_osdep_NamedEvent_state_SoftwareActionRequestReady");
+  const std::string state((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  ASSERT_EQ(17u, state.size());
+  uint32_t words[3];  // magic, then (after the valid byte) key-file number and index
+  std::memcpy(&words[0], state.data(), 4);
+  std::memcpy(&words[1], state.data() + 5, 8);
+  EXPECT_EQ(0x15E35E31u, words[0]);
+  EXPECT_EQ(1, state[4]);
+  const std::string keyFile = root_ / ("/tmp/brenmar/kx_tal_osdep_NamedEvent_sem_" + std::to_string(words[1]));
+  EXPECT_EQ(setId, ::semget(::ftok(keyFile.c_str(), 1), int(words[2]) + 1, 0));
+}
+
+TEST_F(NamedEventTest, RemovedOrLostSetIsAllocatedAfreshOnTheNextOpen) {
+  NamedEvent event(kName);
+  const int removedId = event.Semaphore().setId;
+  RemoveNamedEvent(kName);
+  EXPECT_FALSE(SetExists(removedId));
+  EXPECT_THROW(event.Set(), PosixError);
+  // Lost behind its back, as after a restart that kept the files.
+  const int lostId = NamedEvent(kManualName).Semaphore().setId;
+  ASSERT_EQ(0, ::semctl(lostId, 0, IPC_RMID));
+  for (const char* name : {kName, kManualName}) {
+    NamedEvent again(name);
+    again.Set();
+    EXPECT_TRUE(again.TryWait()) << name;
+  }
+}
+
+}  // namespace
+}  // namespace kx::tal::osdep
