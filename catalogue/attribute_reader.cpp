@@ -9,7 +9,7 @@ bool IsSeparator(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\a
 
 }  // namespace
 
-std::optional<std::string> ReadAttribute(std::string_view attributes, std::string_view name) {
+std::optional<std::string_view> ReadAttributeText(std::string_view attributes, std::string_view name) {
   if (name.empty()) return std::nullopt;
   for (size_t at = attributes.find(name); at != std::string_view::npos; at = attributes.find(name, at + 1)) {
     if (at > 0 && !IsSeparator(attributes[at - 1])) continue;
@@ -20,15 +20,21 @@ std::optional<std::string> ReadAttribute(std::string_view attributes, std::strin
     if (after + 1 >= attributes.size() || attributes[after + 1] != '"') return std::nullopt;
     const size_t valueBegin = after + 2;
     const size_t valueEnd = std::min(attributes.find('"', valueBegin), attributes.size());
-    std::string value(attributes.substr(valueBegin, valueEnd - valueBegin));
-    if (value.size() >= 2 && value.front() == '{' && value.back() == '}') {
-      for (char& c : value) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-      }
-    }
-    return value;
+    return attributes.substr(valueBegin, valueEnd - valueBegin);
   }
   return std::nullopt;
+}
+
+std::optional<std::string> ReadAttribute(std::string_view attributes, std::string_view name) {
+  std::optional<std::string_view> text = ReadAttributeText(attributes, name);
+  if (!text) return std::nullopt;
+  std::string value(*text);
+  if (value.size() >= 2 && value.front() == '{' && value.back() == '}') {
+    for (char& c : value) {
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
+  }
+  return value;
 }
 
 std::string ReadAttributeOr(std::string_view attributes, std::string_view name, std::string_view fallback) {
@@ -37,7 +43,7 @@ std::string ReadAttributeOr(std::string_view attributes, std::string_view name, 
 }
 
 bool ReadYesAttribute(std::string_view attributes, std::string_view name) {
-  return ReadAttribute(attributes, name) == std::string_view("YES");
+  return ReadAttributeText(attributes, name) == std::string_view("YES");
 }
 
 }  // namespace kx::catalogue

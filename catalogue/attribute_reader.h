@@ -15,6 +15,10 @@ namespace kx::catalogue {
 
 std::optional<std::string> ReadAttribute(std::string_view attributes, std::string_view name);
 
+// The value exactly as written (braced values not upper-cased), for comparing
+// with fixed words without copying.
+std::optional<std::string_view> ReadAttributeText(std::string_view attributes, std::string_view name);
+
 // The attribute's value, or `fallback` when it is absent.
 std::string ReadAttributeOr(std::string_view attributes, std::string_view name, std::string_view fallback);
 

@@ -13,13 +13,17 @@ namespace {
 constexpr std::string_view kDefaultIniTarget = "/kx-rt.ini";
 constexpr std::string_view kSharedIniTarget = "/etc/brenmar/share/kx-rt.ini";
 
-std::string FoldedName(std::string_view name) {
-  std::string folded(name);
-  for (char& c : folded) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+// Hashing and equality of names under NamesEqual.
+struct FoldedNameHash {
+  size_t operator()(std::string_view name) const {
+    size_t hash = 0;
+    for (char c : name) hash = hash * 131 + static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    return hash;
   }
-  return folded;
-}
+};
+struct FoldedNameEqual {
+  bool operator()(std::string_view a, std::string_view b) const { return NamesEqual(a, b); }
+};
 
 Codebase ReadCodebase(std::string_view attributes) {
   Codebase codebase;
@@ -69,16 +73,22 @@ MergeIni ReadMergeIni(const Element& element) {
 }
 
 // DEPENDENCY and SOFTDEPENDENCY elements of one IMPLEMENTATION. Exact and strict
-// dependencies go before loose ones, each group in document order, so that
-// everything walking the list meets the exact requirements first.
+// dependencies go before loose ones, so that everything walking the list meets
+// the exact requirements first; within each group DEPENDENCY entries come before
+// SOFTDEPENDENCY ones, each in document order.
 class DependencyReader {
  public:
   DependencyReader(const ElementScanner& scanner, Package& package) : scanner_(scanner), package_(package) {}
 
   void Read(const Element& element, bool soft) {
-    const std::string type = ReadAttributeOr(element.attributes, "TYPE", "");
+    const std::string_view type = ReadAttributeText(element.attributes, "TYPE").value_or("");
     if (type == "STACK") {
-      ReadStackDependency(element);
+      // Soft ones after all others, as if read in a second pass.
+      if (soft) {
+        softStackDependencies_.push_back(element);
+      } else {
+        ReadStackDependency(element);
+      }
       return;
     }
     auto child = scanner_.First(element.inside, "SOFTPKG");
@@ -87,22 +97,32 @@ class DependencyReader {
     if (!name) return;
     // A second DEPENDENCY on a name is ignored; SOFTDEPENDENCY entries are not checked.
     // The set stands for a look-up in the list, which would make this quadratic.
-    if (!soft && !dependencyNames_.insert(FoldedName(*name)).second) return;
+    if (!soft && dependencyNames_.count(*name) != 0) return;
 
     Version version = ParseVersion(ReadAttributeOr(child->attributes, "VERSION", ""));
     std::string title = ChildText(scanner_, child->inside, "TITLE");
+    DependencyList* list = &exactFirst_[soft ? 1 : 0];
+    std::unique_ptr<BaseDependency> dependency;
     if (type == "EXACT") {
-      exactFirst_.push_back(std::make_unique<ExactVersionDependency>(*name, version, title, soft));
+      dependency = std::make_unique<ExactVersionDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else if (type == "STRICT") {
-      exactFirst_.push_back(std::make_unique<StrictDependency>(*name, version, title, soft));
+      dependency = std::make_unique<StrictDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else {
-      looseLast_.push_back(std::make_unique<LooseDependency>(*name, version, title, soft));
+      dependency = std::make_unique<LooseDependency>(std::move(*name), std::move(version), std::move(title), soft);
+      list = &looseLast_[soft ? 1 : 0];
     }
+    if (!soft) dependencyNames_.insert(dependency->name);  // the object keeps the text in place
+    list->push_back(std::move(dependency));
   }
 
   void Finish() {
-    for (auto& dependency : looseLast_) exactFirst_.push_back(std::move(dependency));
-    package_.dependencies = std::move(exactFirst_);
+    for (const Element& element : softStackDependencies_) ReadStackDependency(element);
+    // DEPENDENCY entries before SOFTDEPENDENCY ones within each group.
+    DependencyList& list = package_.dependencies;
+    list = std::move(exactFirst_[0]);
+    for (DependencyList* rest : {&exactFirst_[1], &looseLast_[0], &looseLast_[1]}) {
+      for (auto& dependency : *rest) list.push_back(std::move(dependency));
+    }
   }
 
  private:
@@ -128,22 +148,24 @@ class DependencyReader {
 
   const ElementScanner& scanner_;
   Package& package_;
-  DependencyList exactFirst_;
-  DependencyList looseLast_;
-  std::unordered_set<std::string> dependencyNames_;
+  DependencyList exactFirst_[2];  // [0] DEPENDENCY, [1] SOFTDEPENDENCY
+  DependencyList looseLast_[2];
+  std::unordered_set<std::string_view, FoldedNameHash, FoldedNameEqual> dependencyNames_;
+  std::vector<Element> softStackDependencies_;
 };
 
 void ReadImplementation(const ElementScanner& scanner, const Element& implementation, Package& package) {
-  const TextSpan span = implementation.inside;
   package.extraText = ReadAttributeOr(implementation.attributes, "TARGET", "");
-  ReadTargetSupport(scanner, span, package);
-  scanner.ForEach(span, "CODEBASE", [&](const Element& e) { package.codebases.push_back(ReadCodebase(e.attributes)); });
-  scanner.ForEach(span, "SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); });
   DependencyReader dependencies(scanner, package);
-  scanner.ForEach(span, "DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); });
-  scanner.ForEach(span, "SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); });
+  std::vector<ElementScanner::NamedVisitor> readers;
+  AddTargetSupportVisitors(scanner, package, readers);
+  readers.emplace_back("CODEBASE", [&](const Element& e) { package.codebases.push_back(ReadCodebase(e.attributes)); });
+  readers.emplace_back("SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); });
+  readers.emplace_back("DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); });
+  readers.emplace_back("SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); });
+  readers.emplace_back("MERGEINI", [&](const Element& e) { package.mergeIni.push_back(ReadMergeIni(e)); });
+  scanner.ForEachOf(implementation.inside, readers);
   dependencies.Finish();
-  scanner.ForEach(span, "MERGEINI", [&](const Element& e) { package.mergeIni.push_back(ReadMergeIni(e)); });
 }
 
 void ReadDynamicAddons(const ElementScanner& scanner, TextSpan span, const Package& package,
@@ -170,6 +192,8 @@ void ReadDynamicAddons(const ElementScanner& scanner, TextSpan span, const Packa
   });
 }
 
+}  // namespace
+
 std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Element& element,
                                      DynamicAddonList& dynamicAddons) {
   const std::string_view attributes = element.attributes;
@@ -194,14 +218,6 @@ std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Elemen
   }
   ReadFeatures(scanner, element.inside, package->features);
   return package;
-}
-
-}  // namespace
-
-void ReadPackages(const ElementScanner& scanner, PackageList& packages, DynamicAddonList& dynamicAddons) {
-  scanner.ForEach(scanner.Whole(), "SOFTPKG", [&](const Element& element) {
-    if (auto package = ReadPackage(scanner, element, dynamicAddons)) packages.push_back(std::move(package));
-  });
 }
 
 }  // namespace kx::catalogue::cdf

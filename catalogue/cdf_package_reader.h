@@ -6,8 +6,9 @@
 
 namespace kx::catalogue::cdf {
 
-// Every SOFTPKG of the text in document order. One without NAME or VERSION, or
-// with a TYPE word that is not a visibility type, is skipped.
-void ReadPackages(const ElementScanner& scanner, PackageList& packages, DynamicAddonList& dynamicAddons);
+// One SOFTPKG element. Null for one without NAME or VERSION, or with a TYPE word
+// that is not a visibility type.
+std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Element& element,
+                                     DynamicAddonList& dynamicAddons);
 
 }  // namespace kx::catalogue::cdf

@@ -35,8 +35,9 @@ std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_
   return element ? std::string(Trim(element->content)) : std::string();
 }
 
-void ReadTargetSupport(const ElementScanner& scanner, TextSpan span, TargetSupport& target) {
-  scanner.ForEach(span, "OS", [&](const Element& os) {
+void AddTargetSupportVisitors(const ElementScanner& scanner, TargetSupport& target,
+                              std::vector<ElementScanner::NamedVisitor>& visitors) {
+  visitors.emplace_back("OS", [&scanner, &target](const Element& os) {
     OsRequirement requirement;
     requirement.name = ReadAttributeOr(os.attributes, "VALUE", "");
     if (auto version = scanner.First(os.inside, "OSVERSION")) {
@@ -49,8 +50,9 @@ void ReadTargetSupport(const ElementScanner& scanner, TextSpan span, TargetSuppo
       {"PROCESSOR", &TargetSupport::AddProcessor},
       {"EXCEPTPROCESSOR", &TargetSupport::AddExceptProcessor},
       {"DEVICECLASS", &TargetSupport::AddDeviceClass}};
-  for (const auto& [elementName, add] : kLists) {
-    scanner.ForEach(span, elementName, [&](const Element& element) {
+  for (const auto& list : kLists) {
+    const TargetValueAdder add = list.second;
+    visitors.emplace_back(list.first, [&target, add](const Element& element) {
       (target.*add)(ReadAttributeOr(element.attributes, "VALUE", ""));
     });
   }

@@ -18,9 +18,10 @@ std::string_view Trim(std::string_view text);
 // The trimmed content of the first element called `name` in `span`; empty when none.
 std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_view name);
 
-// OS (VALUE, with OSVERSION VALUE inside it), PROCESSOR, EXCEPTPROCESSOR and
-// DEVICECLASS elements of `span`.
-void ReadTargetSupport(const ElementScanner& scanner, TextSpan span, TargetSupport& target);
+// Readers of the OS (VALUE, with OSVERSION VALUE inside it), PROCESSOR,
+// EXCEPTPROCESSOR and DEVICECLASS elements into `target`, for ForEachOf.
+void AddTargetSupportVisitors(const ElementScanner& scanner, TargetSupport& target,
+                              std::vector<ElementScanner::NamedVisitor>& visitors);
 
 // FEATURE elements of `span`.
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features);

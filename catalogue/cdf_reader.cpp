@@ -24,7 +24,9 @@ std::unique_ptr<SoftwareSet> ReadStack(const ElementScanner& scanner, const Elem
   stack->title = ChildText(scanner, element.inside, "TITLE");
   stack->abstract = ChildText(scanner, element.inside, "ABSTRACT");
   stack->intent = ChildText(scanner, element.inside, "INTENT");
-  cdf::ReadTargetSupport(scanner, element.inside, *stack);
+  std::vector<ElementScanner::NamedVisitor> targetReaders;
+  cdf::AddTargetSupportVisitors(scanner, *stack, targetReaders);
+  scanner.ForEachOf(element.inside, targetReaders);
   cdf::ReadStackItems(scanner, element.inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup,
                       stack->items);
   scanner.ForEach(element.inside, "ADDONGROUP", [&](const Element& group) {
@@ -67,16 +69,22 @@ bool IsSupportedCdfVersion(std::string_view version) {
 int ReadCdfDocument(std::string_view text, PackageList& packages, StackList& stacks, SectionList& sections,
                     DynamicAddonList& dynamicAddons) {
   const ElementScanner scanner(text.substr(0, text.find('\0')));
-  std::string version;
-  if (auto cdf = scanner.First(scanner.Whole(), "?CDF")) version = ReadAttributeOr(cdf->attributes, "VERSION", "");
-
   const size_t entriesBefore = packages.size() + stacks.size() + sections.size();
-  scanner.ForEach(scanner.Whole(), "STACK", [&](const Element& e) { stacks.push_back(ReadStack(scanner, e)); });
-  cdf::ReadPackages(scanner, packages, dynamicAddons);
-  scanner.ForEach(scanner.Whole(), "SECTION", [&](const Element& e) { sections.push_back(ReadSection(scanner, e)); });
+  std::optional<std::string> version;
+  // Stacks, packages and sections go to lists of their own, so one walk serves
+  // all three: each list gets exactly what a pass of its own would find.
+  scanner.ForEachOf(
+      scanner.Whole(),
+      {{"?CDF", [&](const Element& e) { if (!version) version = ReadAttributeOr(e.attributes, "VERSION", ""); }},
+       {"STACK", [&](const Element& e) { stacks.push_back(ReadStack(scanner, e)); }},
+       {"SOFTPKG",
+        [&](const Element& e) {
+          if (auto package = cdf::ReadPackage(scanner, e, dynamicAddons)) packages.push_back(std::move(package));
+        }},
+       {"SECTION", [&](const Element& e) { sections.push_back(ReadSection(scanner, e)); }}});
 
   // Checked after reading on purpose: a rejected document has filled the lists too.
-  if (!IsSupportedCdfVersion(version)) return status::kUnsupportedCdfVersion;
+  if (!IsSupportedCdfVersion(version.value_or(""))) return status::kUnsupportedCdfVersion;
   return packages.size() + stacks.size() + sections.size() == entriesBefore ? status::kNothingRead : status::kOk;
 }
 

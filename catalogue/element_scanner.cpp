@@ -29,7 +29,7 @@ ElementScanner::ElementScanner(std::string_view text)
 void ElementScanner::ReadTags() {
   const char* data = text_.data();
   const size_t size = text_.size();
-  tags_.reserve(size / 32);
+  tags_.reserve(size / 16 + 16);  // catalogue text has a tag every 20 to 30 characters
   size_t position = 0;
   while (position < size) {
     const void* lessThan = std::memchr(data + position, '<', size - position);
@@ -39,7 +39,8 @@ void ElementScanner::ReadTags() {
     const bool closing = nameBegin < size && data[nameBegin] == '/';
     if (closing) ++nameBegin;
 
-    if (StartsWith(text_, nameBegin, "!--") || StartsWith(text_, nameBegin, "![CDATA[")) {
+    if (nameBegin < size && data[nameBegin] == '!' &&
+        (StartsWith(text_, nameBegin, "!--") || StartsWith(text_, nameBegin, "![CDATA["))) {
       const bool comment = data[nameBegin + 1] == '-';
       const size_t markupEnd = comment ? text_.find("-->", nameBegin + 3) : text_.find("]]>", nameBegin + 8);
       if (markupEnd == std::string_view::npos) break;  // an unterminated comment hides the rest
@@ -58,6 +59,7 @@ void ElementScanner::ReadTags() {
     Tag tag{};
     tag.begin = static_cast<uint32_t>(begin);
     tag.nameLength = static_cast<uint8_t>(nameEnd - nameBegin);
+    tag.nameHead = NameHead(text_.substr(nameBegin, tag.nameLength));
     const void* greaterThan = std::memchr(data + nameEnd, '>', size - nameEnd);
     if (greaterThan == nullptr) {
       tag.attributesEnd = tag.end = static_cast<uint32_t>(size);
@@ -92,28 +94,72 @@ void ElementScanner::PairClosingTags() {
     Tag& tag = tags_[i];
     if (tag.kind == TagKind::kStart || tag.kind == TagKind::kUnterminated) {
       open.push_back(static_cast<uint32_t>(i));
-    } else if (tag.kind == TagKind::kClose && !open.empty() && NameOf(tags_[open.back()]) == NameOf(tag)) {
+    } else if (tag.kind == TagKind::kClose && !open.empty() &&
+               HasName(tags_[open.back()], NameOf(tag), tag.nameHead)) {
       tags_[open.back()].close = static_cast<uint32_t>(i);
       open.pop_back();
     }
   }
 }
 
-size_t ElementScanner::FirstTagAt(size_t position) const {
+uint32_t ElementScanner::NameHead(std::string_view name) {
+  uint32_t head = 0;
+  for (size_t i = 0; i < name.size() && i < 4; ++i) head |= uint32_t{static_cast<unsigned char>(name[i])} << (8 * i);
+  return head;
+}
+
+bool ElementScanner::HasName(const Tag& tag, std::string_view name, uint32_t nameHead) const {
+  return tag.nameHead == nameHead && tag.nameLength == name.size() &&
+         (name.size() <= 4 || std::memcmp(text_.data() + NameBegin(tag) + 4, name.data() + 4, name.size() - 4) == 0);
+}
+
+// Searches continue where the previous one stopped, so the hint is nearly always
+// right; it is checked, and a binary search covers the rest.
+size_t ElementScanner::FirstTagAt(size_t position, size_t hint) const {
+  if (hint <= tags_.size() && (hint == tags_.size() || tags_[hint].begin >= position) &&
+      (hint == 0 || tags_[hint - 1].begin < position)) {
+    return hint;
+  }
   auto found = std::lower_bound(tags_.begin(), tags_.end(), position,
                                 [](const Tag& tag, size_t at) { return tag.begin < at; });
   return static_cast<size_t>(found - tags_.begin());
 }
 
 std::optional<Element> ElementScanner::Find(TextSpan span, size_t from, std::string_view name) const {
+  return FindFromTag(span, from, from == span.begin ? span.firstTag : 0, name);
+}
+
+std::optional<Element> ElementScanner::FindFromTag(TextSpan span, size_t from, size_t hint,
+                                                   std::string_view name) const {
   span.end = std::min(span.end, text_.size());
-  for (size_t i = FirstTagAt(std::max(from, span.begin)); i < tags_.size() && tags_[i].begin < span.end; ++i) {
+  const uint32_t nameHead = NameHead(name);
+  from = std::max(from, span.begin);
+  for (size_t i = FirstTagAt(from, hint); i < tags_.size() && tags_[i].begin < span.end; ++i) {
     const Tag& tag = tags_[i];
     if (tag.kind == TagKind::kClose) continue;
-    if (!name.empty() && NameOf(tag) != name) continue;
+    if (!name.empty() && !HasName(tag, name, nameHead)) continue;
     return MakeElement(i, span, name.empty());
   }
   return std::nullopt;
+}
+
+void ElementScanner::ForEachOf(TextSpan span, const std::vector<NamedVisitor>& visitors) const {
+  span.end = std::min(span.end, text_.size());
+  std::vector<uint32_t> heads;
+  for (const auto& visitor : visitors) heads.push_back(NameHead(visitor.first));
+  // Where each name's search would resume: just past its last element.
+  std::vector<size_t> resume(visitors.size(), span.begin);
+  for (size_t i = FirstTagAt(span.begin, span.firstTag); i < tags_.size() && tags_[i].begin < span.end; ++i) {
+    const Tag& tag = tags_[i];
+    if (tag.kind == TagKind::kClose) continue;
+    for (size_t k = 0; k < visitors.size(); ++k) {
+      if (tag.begin < resume[k] || !HasName(tag, visitors[k].first, heads[k])) continue;
+      const Element element = MakeElement(i, span, false);
+      resume[k] = element.next;
+      visitors[k].second(element);
+      break;
+    }
+  }
 }
 
 // The first closing tag of any name after the start tag, skipping nested elements whole.
@@ -141,15 +187,18 @@ Element ElementScanner::MakeElement(size_t tagIndex, const TextSpan& span, bool 
   Element element;
   element.name = NameOf(tag);
   element.attributes = text_.substr(attributesBegin, clamp(tag.attributesEnd) - attributesBegin);
-  element.inside = {clamp(tag.end), clamp(tag.end)};
+  element.inside = {clamp(tag.end), clamp(tag.end), tagIndex + 1};
   element.next = clamp(tag.end);
+  element.nextTag = tagIndex + 1;
   if (tag.kind == TagKind::kStart) {
     const uint32_t close = anyClose ? FindAnyClose(tagIndex, span) : tag.close;
     if (close != kNoClose && tags_[close].begin < span.end) {
       element.inside.end = tags_[close].begin;
       element.next = clamp(tags_[close].end);
+      element.nextTag = close + size_t{1};
     } else {
       element.inside.end = element.next = span.end;
+      element.nextTag = tags_.size();
     }
   }
   element.content = text_.substr(element.inside.begin, element.inside.end - element.inside.begin);

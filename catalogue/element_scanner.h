@@ -27,8 +27,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kx::catalogue {
@@ -37,6 +39,7 @@ namespace kx::catalogue {
 struct TextSpan {
   size_t begin = 0;
   size_t end = 0;
+  size_t firstTag = 0;  // the scanner's hint where its tags begin; any value is safe
 };
 
 struct Element {
@@ -45,6 +48,7 @@ struct Element {
   std::string_view content;
   TextSpan inside;  // where `content` lies, to search it in turn
   size_t next = 0;  // just past the element: where the search for the next one resumes
+  size_t nextTag = 0;  // the scanner's hint for `next`
 };
 
 class ElementScanner {
@@ -61,16 +65,24 @@ class ElementScanner {
   // an Element's `inside`; `from` is its begin or a found Element's `next`.
   std::optional<Element> Find(TextSpan span, size_t from, std::string_view name) const;
   std::optional<Element> First(TextSpan span, std::string_view name) const {
-    return Find(span, span.begin, name);
+    return FindFromTag(span, span.begin, span.firstTag, name);
+  }
+  // The one after `previous`, a result of a search in the same span.
+  std::optional<Element> Next(TextSpan span, const Element& previous, std::string_view name) const {
+    return FindFromTag(span, previous.next, previous.nextTag, name);
   }
 
   // Calls visit(const Element&) for each element called `name` in `span`, in order.
   template <class Visit>
   void ForEach(TextSpan span, std::string_view name, Visit&& visit) const {
-    for (auto element = First(span, name); element; element = Find(span, element->next, name)) {
-      visit(*element);
-    }
+    for (auto element = First(span, name); element; element = Next(span, *element, name)) visit(*element);
   }
+
+  // ForEach for several distinct, non-empty names in one walk over `span`. Each
+  // name gets exactly the elements its own ForEach would; only the calls for
+  // different names interleave, in document order.
+  using NamedVisitor = std::pair<std::string_view, std::function<void(const Element&)>>;
+  void ForEachOf(TextSpan span, const std::vector<NamedVisitor>& visitors) const;
 
  private:
   enum class TagKind : uint8_t {
@@ -86,6 +98,7 @@ class ElementScanner {
     uint32_t attributesEnd;   // ">", the "/" of "/>", or the end of the text
     uint32_t end;             // just past ">", or the end of the text
     uint32_t close = kNoClose;  // kStart and kUnterminated: index of the matching closing tag
+    uint32_t nameHead;          // the name's first four characters, zero-padded: a quick first test
     uint8_t nameLength;
     TagKind kind;
   };
@@ -94,7 +107,10 @@ class ElementScanner {
   void PairClosingTags();
   size_t NameBegin(const Tag& tag) const { return tag.begin + (tag.kind == TagKind::kClose ? 2 : 1); }
   std::string_view NameOf(const Tag& tag) const { return text_.substr(NameBegin(tag), tag.nameLength); }
-  size_t FirstTagAt(size_t position) const;
+  static uint32_t NameHead(std::string_view name);
+  bool HasName(const Tag& tag, std::string_view name, uint32_t nameHead) const;
+  size_t FirstTagAt(size_t position, size_t hint) const;
+  std::optional<Element> FindFromTag(TextSpan span, size_t from, size_t hint, std::string_view name) const;
   uint32_t FindAnyClose(size_t startTag, const TextSpan& span) const;
   Element MakeElement(size_t tagIndex, const TextSpan& span, bool anyClose) const;
 

@@ -10,7 +10,7 @@ namespace kx::catalogue {
 namespace {
 
 template <class Enum, size_t N>
-std::optional<Enum> Lookup(const std::string& word, const std::pair<const char*, Enum> (&table)[N]) {
+std::optional<Enum> Lookup(std::string_view word, const std::pair<const char*, Enum> (&table)[N]) {
   for (const auto& [text, value] : table) {
     if (word == text) return value;
   }
@@ -19,7 +19,7 @@ std::optional<Enum> Lookup(const std::string& word, const std::pair<const char*,
 
 template <class Enum, size_t N>
 bool ReadTypeAttribute(std::string_view attributes, Enum& type, const std::pair<const char*, Enum> (&table)[N]) {
-  std::optional<std::string> word = ReadAttribute(attributes, "TYPE");
+  std::optional<std::string_view> word = ReadAttributeText(attributes, "TYPE");
   if (!word) return true;
   std::optional<Enum> value = Lookup(*word, table);
   if (value) type = *value;
@@ -46,7 +46,7 @@ bool ReadStackType(std::string_view attributes, StackType& type) {
 CodebaseType ReadCodebaseType(std::string_view attributes) {
   static const std::pair<const char*, CodebaseType> kWords[] = {
       {"OPTIONAL", CodebaseType::kOptional}, {"SYSTEM", CodebaseType::kSystem}, {"TAR", CodebaseType::kTar}};
-  std::optional<std::string> word = ReadAttribute(attributes, "TYPE");
+  std::optional<std::string_view> word = ReadAttributeText(attributes, "TYPE");
   return word ? Lookup(*word, kWords).value_or(CodebaseType::kFile) : CodebaseType::kFile;
 }
 
@@ -55,7 +55,7 @@ FeatureSelection ReadFeatureSelection(std::string_view attributes) {
       {"NO", FeatureSelection::kNotSelected},
       {"TARGET", FeatureSelection::kTarget},
       {"YESDEPS", FeatureSelection::kSelectedWithDependencies}};
-  std::optional<std::string> word = ReadAttribute(attributes, "SELECT");
+  std::optional<std::string_view> word = ReadAttributeText(attributes, "SELECT");
   return word ? Lookup(*word, kWords).value_or(FeatureSelection::kSelected) : FeatureSelection::kSelected;
 }
 

@@ -1,0 +1,1 @@
+<?CDF VERSION="8.0"?><!-- <SOFTPKG NAME="A" VERSION="1"/> --><A><A><B></A><SOFTPKG NAME ="x" VERSION="1"><![CDATA[<SOFTPKG>]]></B><!DOCTYPE x>< <1> </SOFTPKG
