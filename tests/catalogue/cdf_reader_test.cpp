@@ -219,6 +219,7 @@ TEST(CdfReaderTest, OrdersDependenciesExactAndStrictFirst) {
     EXPECT_FALSE(dependency.requestFlag);
   }
   EXPECT_EQ(package.dependencies[3]->title, "Loose one");
+  EXPECT_EQ(FindDependency(package, "e1"), package.dependencies[0].get());
   EXPECT_EQ(package.dependencies[0]->version.parts, (std::vector<uint32_t>{2}));
 
   ASSERT_TRUE(package.stack);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -134,5 +135,15 @@ TEST(ElementScannerTest, AgreesWithPlainReadingOnRandomTexts) {
       }
       ASSERT_FALSE(reference::FindElement(text, position, name));
     }
+
+    // One walk for several names finds what separate searches find.
+    std::map<std::string_view, std::vector<std::string_view>> together, apart;
+    std::vector<ElementScanner::NamedVisitor> visitors;
+    for (std::string_view name : {"A", "B", "?P"}) {
+      visitors.emplace_back(name, [&together, name](const Element& e) { together[name].push_back(e.content); });
+      scanner.ForEach(scanner.Whole(), name, [&apart, name](const Element& e) { apart[name].push_back(e.content); });
+    }
+    scanner.ForEachOf(scanner.Whole(), visitors);
+    ASSERT_EQ(together, apart) << text;
   }
 }

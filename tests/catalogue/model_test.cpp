@@ -61,22 +61,6 @@ TEST(TargetSupportTest, OperatingSystemIsCheckedFirst) {
   EXPECT_EQ(CheckTargetSupport(entry, "P100", "", "", Version{}, false), status::kOk);
 }
 
-TEST(TargetSupportTest, MatchesTargetValue) {
-  EXPECT_TRUE(MatchesTargetValue("", {"A"}));
-  EXPECT_TRUE(MatchesTargetValue("X", {}));
-  EXPECT_TRUE(MatchesTargetValue("a", {"B", "A"}));
-  EXPECT_FALSE(MatchesTargetValue("C", {"B", "A"}));
-}
-
-TEST(TargetSupportTest, ReaderTableAddsThroughVirtualMembers) {
-  Package package;
-  TargetSupport& target = package;
-  const TargetValueAdder adders[] = {&TargetSupport::AddProcessor, &TargetSupport::AddExceptProcessor,
-                                     &TargetSupport::AddDeviceClass};
-  for (TargetValueAdder add : adders) (target.*add)("V");
-  EXPECT_EQ(package.processors.size() + package.exceptProcessors.size() + package.deviceClasses.size(), 3u);
-}
-
 TEST(SoftwareComponentTest, DependsOnTerminatesOnCycles) {
   SoftwareComponent a, b, c, outsider;
   a.AddDependency(std::make_unique<LooseDependency>("B", Version{}, ""));
@@ -176,15 +160,6 @@ TEST(PackageTest, StackCheckRebuildsDependencies) {
   EXPECT_EQ(CheckStack(package, &given), status::kInvalidInput);
   Package noStack;
   EXPECT_EQ(CheckStack(noStack, &given), status::kInvalidInput);
-}
-
-TEST(PackageTest, FindDependencyIgnoresCase) {
-  Package package;
-  package.dependencies.push_back(std::make_unique<LooseDependency>("{ABC}", Version{}, "first"));
-  package.dependencies.push_back(std::make_unique<LooseDependency>("{abc}", Version{}, "second"));
-  ASSERT_NE(FindDependency(package, "{Abc}"), nullptr);
-  EXPECT_EQ(FindDependency(package, "{Abc}")->title, "first");
-  EXPECT_EQ(FindDependency(package, "{ABD}"), nullptr);
 }
 
 TEST(PackageTest, BuildUrlAndTargetPaths) {
