@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "actions/result_codes.h"
+#include "actions/web_methods.h"
 
 namespace kx::plugin {
 
@@ -15,18 +16,18 @@ int32_t NotImplementedHandler(const KeyValuePairList&, uint32_t, std::string&, i
 void WebMethodTable::Fill() {
   // Alphabetical, as the table is ordered.
   static const std::pair<const char*, WebMethodHandler> kMethods[] = {
-      {"BeginAction", NotImplementedHandler},
+      {"BeginAction", actions::BeginAction},
       {"Browse", NotImplementedHandler},
-      {"CancelAction", NotImplementedHandler},
-      {"FinalizeAction", NotImplementedHandler},
-      {"Format", NotImplementedHandler},
-      {"GetSystemImage", NotImplementedHandler},
-      {"InstalledComponents", NotImplementedHandler},
-      {"Ping", NotImplementedHandler},
-      {"Progress", NotImplementedHandler},
+      {"CancelAction", actions::CancelAction},
+      {"FinalizeAction", actions::FinalizeAction},
+      {"Format", actions::Format},
+      {"GetSystemImage", actions::GetSystemImage},
+      {"InstalledComponents", actions::InstalledComponents},
+      {"Ping", actions::Ping},
+      {"Progress", actions::Progress},
       {"Resolve", NotImplementedHandler},
-      {"SetSystemImage", NotImplementedHandler},
-      {"SoftwareUpdate", NotImplementedHandler},
+      {"SetSystemImage", actions::SetSystemImage},
+      {"SoftwareUpdate", actions::SoftwareUpdate},
   };
   for (const auto& [name, handler] : kMethods) Insert(name, handler);
 }
