@@ -1,12 +1,55 @@
+// InstalledComponents: the installed configuration "config.cdf" as the daemon
+// wrote it, or a result code telling why there is none.
+
+#include <string>
+
+#include "actions/exchange_paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/log.h"
+#include "kx/tal/path.h"
+#include "kx/tal/text_file.h"
+#include "plugin/request_helpers.h"
 
 namespace kx::actions {
+namespace {
 
-// Not built yet: answered as not implemented.
-int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+// Answers without "config.cdf": positive codes are successful answers too.
+constexpr int32_t kResultNoConfiguration = 0x41CE7;       // neither config.cdf nor config.old
+constexpr int32_t kResultFailedInstallPending = 0x4089A;  // config.old and a pending action
+constexpr int32_t kResultFailedInstall = kResultNotLockHolder;  // config.old, no action
+
+// The document up to its first empty line: the answer has always stopped there,
+// and remote hosts expect exactly that much.
+int32_t ReadUpToBlankLine(const std::string& path, std::string& output) {
+  try {
+    tal::TextFileReader reader(path);
+    std::string line;
+    while (reader.ReadLine(line) && !line.empty()) output += line + "\n";
+    return 0;
+  } catch (const tal::exception::Exception&) {
+    output.clear();
+    return kResultSaveFailed;
+  }
+}
+
+}  // namespace
+
+int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
+  KX_LOG(tal::logmask::kEntry, "GetInstalledComponents()");
+  const std::string directory =
+      tal::JoinPath(tal::JoinPath(tal::SystemConfigDirectory(), "brenmar"), "share");
+  int32_t result;
+  if (tal::PathExists(tal::JoinPath(directory, "config.cdf"))) {
+    result = ReadUpToBlankLine(tal::JoinPath(directory, "config.cdf"), output);
+  } else if (!tal::PathExists(tal::JoinPath(directory, "config.old"))) {
+    result = kResultNoConfiguration;
+  } else {
+    result = CurrentActionDirectory().empty() ? kResultFailedInstall : kResultFailedInstallPending;
+  }
+  if (result != 0) plugin::WriteResultXml(output, L"INSTALLATION", result, L"");
+  return result;
 }
 
 }  // namespace kx::actions

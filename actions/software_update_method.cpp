@@ -1,12 +1,164 @@
+// SoftwareUpdate: places the catalogue of what to install as "install.cdf" in
+// the current action directory and has the daemon woken after the reply.
+
+#include <cstdio>
+#include <ctime>
+#include <exception>
+#include <string>
+
+#include "actions/action_allowed.h"
+#include "actions/action_command.h"
+#include "actions/action_state_files.h"
+#include "actions/exchange_paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
+#include "catalogue/repository.h"
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/log.h"
+#include "kx/tal/path.h"
+#include "kx/tal/string_base.h"
+#include "kx/tal/text_file.h"
+#include "platform/action_lock.h"
+#include "plugin/progress_state.h"
+#include "plugin/request_helpers.h"
 
 namespace kx::actions {
+namespace {
 
-// Not built yet: answered as not implemented.
-int32_t SoftwareUpdate(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+using tal::logmask::kEntry;
+using tal::logmask::kError2;
+using tal::logmask::kInfo;
+
+// Catalogues are small texts. The body is held three times over while it is
+// read (narrow, wide at four bytes a character, narrow again), so a larger one
+// is refused before it is copied at all.
+constexpr uint32_t kMaxBodyBytes = 8u << 20;
+
+constexpr char kNoCatalogueMessage[] = "install.cdf information not found in POST data";
+
+// The raw POST body as narrow text; false (with the body empty) when it is too
+// large or not UTF-8 text.
+bool ReadBody(uint32_t request, std::string& body) {
+  uint32_t size = 0;
+  if (ReadPostData_C_REST_VELO_(request, nullptr, &size, 0) == 1 && size > kMaxBodyBytes) {
+    KX_LOG(kError2, "POST data of " + std::to_string(size) + " bytes is too large");
+    return false;
+  }
+  try {
+    body = tal::WideToUtf8(plugin::GetPostData(request));
+    return true;
+  } catch (const tal::exception::InvalidSequence&) {
+    KX_LOG(kError2, "POST data is not UTF-8 text");
+    return false;
+  }
+}
+
+// True when the installed configuration holds the safe-mode component; a
+// configuration that cannot be loaded does not.
+bool SafeModeSoftwareInstalled() {
+  catalogue::Repository installed(ConfigurationDirectory());
+  if (installed.LoadOneDocument(InstalledConfigurationPath()) < 0) return false;
+  return installed.FindPackage(catalogue::kSafeModeComponent) != nullptr;
+}
+
+// Ends the action as refused: records it as the last action and gives up its lock.
+void RefuseInSafeModeSoftware(const std::string& actionId) {
+  const std::string line =
+      LastActionLine(actionId, "SoftwareUpdate", kResultSafeModeInstalled, std::time(nullptr));
+  {
+    tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+    CreateActionXML("lastAction.xml", line);
+  }
+  RemoveActionLock(actionId);
+}
+
+// Where the catalogue comes from: the one uploaded file, or the body itself.
+struct CatalogueSource {
+  int32_t result = kResultOk;
+  std::string uploadedFile;  // empty: the body is the catalogue
+};
+
+CatalogueSource FindCatalogue(uint32_t request, const std::string& body) {
+  CatalogueSource source;
+  UploadedFilesList* uploads = nullptr;
+  ReadUploadedFilesList_C_REST_VELO_(request, &uploads);
+  if (uploads != nullptr) {
+    const UploadedFile* first = UploadedFilesList_GetFirst(uploads);
+    if (first == nullptr || first->next != nullptr) {
+      source.result = kResultInvalidArgument;
+    } else {
+      source.uploadedFile = first->localPath;
+    }
+    UploadedFilesList_Release(uploads);
+  } else if (body.empty()) {
+    source.result = kResultInvalidArgument;
+  }
+  if (source.result != kResultOk) KX_LOG(kError2, kNoCatalogueMessage);
+  return source;
+}
+
+int32_t PlaceCatalogue(const CatalogueSource& source, const std::string& body,
+                       const std::string& installCdfPath) {
+  if (installCdfPath.empty()) return kResultSaveFailed;
+  if (!source.uploadedFile.empty()) {
+    if (source.uploadedFile[0] != '/') return kResultSaveFailed;
+    // The host keeps uploads on the file system of the action exchange directory.
+    return std::rename(source.uploadedFile.c_str(), installCdfPath.c_str()) == 0 ? kResultOk
+                                                                              : kResultSaveFailed;
+  }
+  try {
+    tal::WriteTextFile(installCdfPath, body);
+    return kResultOk;
+  } catch (const std::exception&) {
+    return kResultSaveFailed;
+  }
+}
+
+int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
+  KX_LOG(kEntry, "UpdateInstalledSoftware()");
+  std::string body;
+  if (!ReadBody(request, body)) return kResultInvalidArgument;
+  const ActionCommand command = ReadActionCommand(body);
+  // Only the exact "NO" keeps the target from being restarted into install mode.
+  const bool allowedInRunMode = command.autoReboot != std::string("NO");
+
+  if (HasActionLock(command.actionId) == 0) return kResultNotLockHolder;
+  if (SafeModeSoftwareInstalled()) {
+    RefuseInSafeModeSoftware(command.actionId);
+    return kResultSafeModeInstalled;
+  }
+  KX_LOG(kInfo, "InstallCDFData: " + body + "\nactionID: " + command.actionId);
+
+  const CatalogueSource source = FindCatalogue(request, body);
+  if (source.result != kResultOk) return source.result;
+  // Updates follow the image-restore rule on purpose.
+  const int32_t allowed = IsActionAllowed("SetSystemImage", allowedInRunMode);
+  if (allowed < 0) return allowed;
+
+  const std::string configCdfPath = InstalledConfigurationPath();
+  KX_LOG(kInfo, "configCDFPath: " + configCdfPath);
+  if (!tal::PathExists(configCdfPath) && tal::PathExists(FailedInstallationMarkerPath())) {
+    KX_LOG(kError2, "Config.old found on the target: Error during last installation");
+  }
+
+  const std::string installCdfPath = RequestFilePath("install.cdf");
+  int32_t result;
+  {
+    tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+    result = PlaceCatalogue(source, body, installCdfPath);
+    KX_LOG(kInfo, "installCdfPath: " + installCdfPath);
+  }
+  restart = result >= 0;
+  return result;
+}
+
+}  // namespace
+
+int32_t SoftwareUpdate(const KeyValuePairList&, uint32_t request, std::string& output, int32_t&,
+                       bool& restart) {
+  const int32_t result = UpdateInstalledSoftware(request, restart);
+  plugin::WriteResultXml(output, L"SoftwareUpdate", result, L"");
+  return result;
 }
 
 }  // namespace kx::actions
