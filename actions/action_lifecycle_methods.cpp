@@ -1,22 +1,151 @@
+// Beginning, finalizing and cancelling an installation action. Each handler holds
+// the progress mutex from its first step to its return, so that it never meets
+// another action method or the progress reader half-way.
+
+#include <string>
+
+#include "actions/exchange_paths.h"
+#include "actions/request_files.h"
 #include "actions/result_codes.h"
+#include "actions/start_time.h"
+#include "actions/update_precheck.h"
 #include "actions/web_methods.h"
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/log.h"
+#include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/string_base.h"
+#include "platform/action_lock.h"
+#include "platform/target_config.h"
+#include "plugin/progress_state.h"
+#include "plugin/request_helpers.h"
 
 namespace kx::actions {
+namespace {
 
-// Not built yet: answered as not implemented.
-int32_t BeginAction(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+using tal::logmask::kEntry;
+using tal::logmask::kInfo;
+
+constexpr int32_t kBadRequest = 400;
+constexpr char kSoftwareUpdateAction[] = "SoftwareUpdate";
+constexpr char kPostActionFileName[] = "postaction.ini";
+
+// The form value as narrow text. Throws InvalidArgument when it is absent and
+// InvalidSequence when it is not UTF-8.
+std::string ReadText(const KeyValuePairList& form, const wchar_t* name) {
+  std::wstring value;
+  plugin::GetPOSTValue(form, name, value);
+  return tal::WideToUtf8(value);
 }
 
-int32_t FinalizeAction(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+// The answer to a malformed request: HTTP 400 and no body.
+int32_t RefuseBadRequest(int32_t& httpStatus) {
+  httpStatus = kBadRequest;
+  return kResultInvalidArgument;
 }
 
-int32_t CancelAction(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+// Mode attribute: "1" when the target is in safe mode or install mode.
+const char* ModeText() {
+  std::string stateText;
+  bool flag = false;
+  GetSystemState(stateText, flag);
+  return flag ? "1" : "0";
+}
+
+std::string BeginActionAnswer(int32_t lockResult, const std::string& lockFilePath) {
+  return std::string("<?xml version=\"1.0\"?>\n<BeginAction Result=\"") +
+         std::to_string(lockResult) + "\" Directory=\"" + RelativeActionDirectory() +
+         "\" StartTime=\"" + StartTimeText(FileModificationStartTime(lockFilePath)) +
+         "\" Mode=\"" + ModeText() + "\" />\n";
+}
+
+}  // namespace
+
+int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
+                    int32_t& httpStatus, bool&) {
+  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  KX_LOG(kEntry, "BeginAction()");
+
+  std::string actionId;
+  std::string customLockHolder;
+  try {
+    actionId = ReadText(form, L"ActionID");
+    customLockHolder = ReadText(form, L"CustomLockHolder");
+  } catch (const tal::exception::Exception&) {
+    return RefuseBadRequest(httpStatus);
+  }
+  std::string action;
+  try {
+    action = ReadText(form, L"Action");
+  } catch (const tal::exception::InvalidArgument&) {
+    // No "Action": a general action, without the pre-check.
+  } catch (const tal::exception::Exception&) {
+    return RefuseBadRequest(httpStatus);
+  }
+
+  if (action == kSoftwareUpdateAction) {
+    const int32_t preCheck = SoftwareUpdatePreCheck(action);
+    if (preCheck < 0) {
+      plugin::WriteResultXml(output, L"BeginAction", preCheck, L"");
+      return preCheck;
+    }
+  }
+
+  std::string lockFilePath;
+  const int32_t lockResult = ObtainActionLock(actionId, customLockHolder, lockFilePath);
+  if (lockResult < 0) {
+    plugin::WriteResultXml(output, L"BeginAction", lockResult, L"");
+    return lockResult;
+  }
+
+  output = BeginActionAnswer(lockResult, lockFilePath);
+  KX_LOG(kInfo, output);
+  return lockResult;
+}
+
+int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& output,
+                       int32_t& httpStatus, bool& restart) {
+  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  KX_LOG(kEntry, "FinalizeAction()");
+
+  std::string actionId;
+  std::string webMethod;
+  std::string action;
+  uint32_t options = 0;
+  try {
+    actionId = ReadText(form, L"ActionID");
+    webMethod = ReadText(form, L"WebMethod");
+    action = ReadText(form, L"Action");
+    plugin::GetPOSTValue(form, L"Options", options);
+  } catch (const tal::exception::Exception&) {
+    return RefuseBadRequest(httpStatus);
+  }
+
+  const int32_t result =
+      HasActionLock(actionId) == 0
+          ? kResultInvalidArgument
+          : CreatePostActionIni(RequestFilePath(kPostActionFileName), webMethod, action, options, 0);
+  plugin::WriteResultXml(output, L"FinalizeAction", result, L"");
+  // The daemon acts on the post-action request once the reply has gone out.
+  restart = result >= 0;
+  return result;
+}
+
+int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output,
+                     int32_t& httpStatus, bool&) {
+  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  KX_LOG(kEntry, "CancelAction()");
+
+  std::string actionId;
+  try {
+    actionId = ReadText(form, L"ActionID");
+  } catch (const tal::exception::Exception&) {
+    return RefuseBadRequest(httpStatus);
+  }
+
+  // Whether this ID may drop the lock is the action-lock service's decision alone.
+  const int32_t result = RemoveActionLock(actionId);
+  plugin::WriteResultXml(output, L"CancelAction", result, L"");
+  return result;
 }
 
 }  // namespace kx::actions

@@ -1,17 +1,104 @@
+// Following the target: Ping says the service is there and in which mode the
+// target is; Progress passes on what the installation daemon has published
+// about the running and the last action.
+
+#include <cwctype>
+#include <string>
+
+#include "actions/exchange_paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
+#include "kx/tal/exception/exception.h"
+#include "kx/tal/log.h"
+#include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/osdep/simple_shared_memory.h"
+#include "kx/tal/path.h"
+#include "kx/tal/text_file.h"
+#include "platform/target_config.h"
+#include "plugin/progress_state.h"
+#include "plugin/request_helpers.h"
 
 namespace kx::actions {
+namespace {
 
-// Not built yet: answered as not implemented.
-int32_t Ping(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+using tal::logmask::kInfo;
+
+constexpr char kServiceVersion[] = "20.0.0";
+constexpr char kXmlDeclaration[] = "<?xml version=\"1.0\"?>\n";
+
+// Cuts trailing white space. Only single bytes are tested: a byte of a multi-byte
+// UTF-8 sequence is never white space, and text the daemon wrote in another
+// encoding still passes through unchanged.
+void TrimTrailingWhiteSpace(std::string& text) {
+  size_t end = text.size();
+  while (end > 0) {
+    const unsigned char c = static_cast<unsigned char>(text[end - 1]);
+    if (c >= 0x80 || !std::iswspace(c)) break;
+    --end;
+  }
+  text.erase(end);
 }
 
-int32_t Progress(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
-  httpStatus = 500;
-  return kResultNotImplemented;
+// Appends the lines of a text file, without their line ends.
+void AppendLines(const std::string& path, std::string& text) {
+  tal::TextFileReader reader(path);
+  std::string line;
+  while (reader.ReadLine(line)) text += line;
+}
+
+// The running action as the daemon describes it: the current action file when
+// it has content, else the progress region; "" when neither says anything.
+std::string CurrentActionText() {
+  std::string current;
+  const std::string currentPath = CurrentActionFilePath();
+  if (tal::PathExists(currentPath)) {
+    KX_LOG(kInfo, "Found a Current Action XML File");
+    AppendLines(currentPath, current);
+  }
+  TrimTrailingWhiteSpace(current);
+  if (!current.empty()) return current;
+
+  KX_LOG(kInfo, "Getting current action from shared memory");
+  if (const tal::osdep::SimpleSharedMemory* region = plugin::ProgressRegion()) {
+    region->CheckIntegrity(0);
+    current = region->ReadText(tal::osdep::SimpleSharedMemory::kDataPosition);
+    TrimTrailingWhiteSpace(current);
+  }
+  return current;
+}
+
+}  // namespace
+
+int32_t Ping(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
+  std::string stateText;
+  bool flag = false;
+  GetSystemState(stateText, flag);
+  output = std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"" + kServiceVersion +
+           "\" Mode=\"" + (flag ? "1" : "0") + "\" />\n";
+  KX_LOG(kInfo, output);
+  return kResultOk;
+}
+
+int32_t Progress(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
+  std::string answer = std::string(kXmlDeclaration) + "<Progress>\n";
+  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  try {
+    const std::string current = CurrentActionText();
+    answer += current.empty() ? "<Current/>\n" : current;
+
+    const std::string lastPath = LastActionFilePath();
+    if (tal::PathExists(lastPath)) {
+      KX_LOG(kInfo, "Found a Last Action XML File");
+      AppendLines(lastPath, answer);
+    }
+  } catch (const tal::exception::Exception&) {
+    plugin::WriteResultXml(output, L"Progress", kResultSaveFailed, L"");
+    return kResultSaveFailed;
+  }
+  answer += "</Progress>";
+  lock.Release();
+  output = std::move(answer);
+  return kResultOk;
 }
 
 }  // namespace kx::actions

@@ -1,0 +1,19 @@
+#include "actions/update_precheck.h"
+
+#include "actions/exchange_paths.h"
+#include "actions/result_codes.h"
+#include "catalogue/repository.h"
+
+namespace kx::actions {
+
+int32_t SoftwareUpdatePreCheck(const std::string& action) {
+  catalogue::Repository installed(ConfigurationDirectory());
+  const int loadStatus = installed.LoadOneDocument(InstalledConfigurationPath());
+  if (loadStatus < 0) return loadStatus;
+  const auto stacks = installed.SupportedStacks();
+  if (stacks.status != 0 || stacks.entries.empty()) return kResultOk;
+  if (!catalogue::BlocksSoftwareUpdate(*stacks.entries.front())) return kResultOk;
+  return action.empty() ? kResultUpdateBlockedNoAction : kResultUpdateBlocked;
+}
+
+}  // namespace kx::actions

@@ -1,0 +1,114 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/osdep/simple_shared_memory.h"
+#include "kx/tal/path.h"
+#include "plugin/progress_state.h"
+#include "tests/web_methods/web_method_fixture.h"
+
+namespace kx::test {
+namespace {
+
+constexpr char kCurrentFile[] = "/etc/brenmar/share/currentAction.xml";
+constexpr char kLastFile[] = "/etc/brenmar/share/lastAction.xml";
+constexpr char kCurrent[] = "<Current Id=\"A1\" ActionType=\"SoftwareUpdate\" Percent=\"40\" Step=\"copy\"/>";
+constexpr char kLast[] = "<Last Id=\"A0\" ActionType=\"Format\" StopTime=\"t\" Result=\"0\"/>";
+
+std::string ProgressAnswer(const std::string& inner) {
+  return std::string(kXmlDeclaration) + "<Progress>\n" + inner + "</Progress>";
+}
+
+// Writes the region as the daemon does: from another process, with its own
+// objects for the region and its mutex.
+void WriteRegionFromChild(const std::string& text) {
+  const pid_t child = ::fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    int status = 1;
+    try {
+      tal::osdep::NamedMutex mutex(plugin::kProgressMutexName);
+      tal::osdep::SimpleSharedMemory region(plugin::kProgressRegionName, plugin::kProgressRegionSize, &mutex);
+      region.WriteText(text);
+      status = 0;
+    } catch (...) {
+    }
+    ::_exit(status);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+class ProgressTest : public WebMethodTest, public testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override {
+    WebMethodTest::SetUp();
+    if (GetParam()) EnterSafeMode();
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Modes, ProgressTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "SafeMode" : "RunMode"; });
+
+TEST_P(ProgressTest, PingReportsVersionAndMode) {
+  const std::string mode = GetParam() ? "1" : "0";
+  const webruntime::MemoryRequest reply = Run("Ping");
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.mimeType, "text/xml");
+  EXPECT_EQ(reply.output, std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"" + mode + "\" />\n");
+  root.WriteFile("/tmp/kx_system_state", "Install Mode");
+  EXPECT_EQ(Run("Ping").output, std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"1\" />\n");
+}
+
+TEST_P(ProgressTest, NothingPublished) {
+  const webruntime::MemoryRequest reply = Run("Progress");
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.mimeType, "text/xml");
+  EXPECT_EQ(reply.output, ProgressAnswer("<Current/>\n"));
+}
+
+TEST_P(ProgressTest, CurrentActionFileWinsOverTheRegion) {
+  WriteRegionFromChild("<Current Id=\"stale\"/>");
+  root.WriteFile(kCurrentFile, std::string(kCurrent) + "\n \t\r\n");
+  root.WriteFile(kLastFile, std::string(kLast) + "\n");
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
+}
+
+TEST_P(ProgressTest, RegionWrittenByAnotherProcess) {
+  WriteRegionFromChild(std::string(kCurrent) + " \n");
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(kCurrent));
+  // A current action file of white space only counts as empty.
+  root.WriteFile(kCurrentFile, " \n\t\n");
+  root.WriteFile(kLastFile, kLast);
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
+}
+
+TEST_P(ProgressTest, UnreadableSourcesFailWithResultAnswer) {
+  const std::string failed = std::string(kXmlDeclaration) + "<Progress Result=\"-2147214096\"/>";
+  // A length word that does not match the region's size.
+  FILE* file = std::fopen((root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem").c_str(), "r+b");
+  ASSERT_NE(file, nullptr);
+  const uint32_t wrongLength = 4999;
+  ASSERT_EQ(std::fwrite(&wrongLength, sizeof wrongLength, 1, file), 1u);
+  std::fclose(file);
+  webruntime::MemoryRequest reply = Run("Progress");
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.output, failed);
+
+  // A current action file that cannot be read is not skipped.
+  std::filesystem::create_directories(root / kCurrentFile);
+  EXPECT_EQ(Run("Progress").output, failed);
+}
+
+TEST_P(ProgressTest, NoRegion) {
+  plugin::SetProgressRegion(nullptr);
+  root.WriteFile(kLastFile, kLast);
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string("<Current/>\n") + kLast));
+}
+
+}  // namespace
+}  // namespace kx::test
