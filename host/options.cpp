@@ -1,0 +1,74 @@
+#include "host/options.h"
+
+#include <limits>
+
+namespace kx::webhost {
+
+const char kUsage[] =
+    "usage: kx-webhost [--listen HOST:PORT] [--root DIR] [--plugin PATH] [--threads N]\n"
+    "                  [--max-body BYTES] [--max-text-body BYTES] [--locator-port PORT] [--baseline]\n";
+
+namespace {
+
+uint64_t ParseNumber(const std::string& option, const std::string& text, uint64_t low, uint64_t high) {
+  if (text.empty() || text.size() > 19 || text.find_first_not_of("0123456789") != std::string::npos) {
+    throw UsageError(option + ": not a number: \"" + text + "\"");
+  }
+  const uint64_t value = std::stoull(text);
+  if (value < low || value > high) {
+    throw UsageError(option + ": must be from " + std::to_string(low) + " to " + std::to_string(high));
+  }
+  return value;
+}
+
+uint16_t ParsePort(const std::string& option, const std::string& text) {
+  return static_cast<uint16_t>(ParseNumber(option, text, 0, 65535));
+}
+
+// "HOST:PORT", "[IPV6]:PORT".
+void ParseListen(const std::string& text, HostOptions& options) {
+  const size_t colon = text.rfind(':');
+  if (colon == std::string::npos || colon == 0) throw UsageError("--listen: expected HOST:PORT");
+  std::string host = text.substr(0, colon);
+  if (host.size() >= 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  if (host.empty()) throw UsageError("--listen: expected HOST:PORT");
+  options.listenHost = host;
+  options.listenPort = ParsePort("--listen", text.substr(colon + 1));
+}
+
+}  // namespace
+
+HostOptions ParseOptions(const std::vector<std::string>& arguments) {
+  HostOptions options;
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& option = arguments[i];
+    if (option == "--baseline") {
+      options.baseline = true;
+      continue;
+    }
+    if (i + 1 >= arguments.size()) throw UsageError(option + ": unknown option or missing value");
+    const std::string& value = arguments[++i];
+    if (option == "--listen") {
+      ParseListen(value, options);
+    } else if (option == "--root") {
+      if (value.empty()) throw UsageError("--root: empty directory");
+      options.root = value;
+    } else if (option == "--plugin") {
+      options.pluginPath = value;
+    } else if (option == "--threads") {
+      options.threads = static_cast<unsigned>(ParseNumber(option, value, 1, 64));
+    } else if (option == "--max-body") {
+      options.maxBody = ParseNumber(option, value, 0, std::numeric_limits<int64_t>::max());
+    } else if (option == "--max-text-body") {
+      // ReadPostData reports the body size in 32 bits.
+      options.maxTextBody = ParseNumber(option, value, 0, std::numeric_limits<uint32_t>::max());
+    } else if (option == "--locator-port") {
+      options.locatorPort = ParsePort(option, value);
+    } else {
+      throw UsageError(option + ": unknown option");
+    }
+  }
+  return options;
+}
+
+}  // namespace kx::webhost

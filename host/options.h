@@ -1,0 +1,33 @@
+#pragma once
+// The command line of kx-webhost.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kx::webhost {
+
+struct HostOptions {
+  std::string listenHost = "127.0.0.1";
+  uint16_t listenPort = 8080;          // 0: any free port (the one taken is printed)
+  std::string root;                    // empty: keep KX_SYSTEM_ROOT as it is
+  std::string pluginPath;              // empty: the plug-in built beside the host
+  unsigned threads = 4;                // a slow web method holds one worker; the others keep serving
+  uint64_t maxBody = 256ull << 20;     // a larger body gets 413
+  uint64_t maxTextBody = 16ull << 20;  // the part of a body held in memory (all but file uploads)
+  uint16_t locatorPort = 3580;         // 0: no locator
+  bool baseline = false;               // answer with a fixed document instead of the plug-in
+};
+
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Throws UsageError with a one-line reason for an unknown option, a missing
+// value or a value out of range.
+HostOptions ParseOptions(const std::vector<std::string>& arguments);
+
+extern const char kUsage[];
+
+}  // namespace kx::webhost

@@ -1,0 +1,118 @@
+#include "host/request_body.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "host/header_value.h"
+#include "host/url_encoded_form.h"
+
+namespace kx::webhost {
+namespace {
+
+constexpr int kBadRequest = 400;
+constexpr int kTooLarge = 413;
+constexpr int kServerError = 500;
+constexpr int kInsufficientStorage = 507;
+
+}  // namespace
+
+RequestBody::RequestBody(const BodyLimits& limits, const std::string& contentType,
+                         std::optional<uint64_t> declaredLength, std::vector<webruntime::FormField> queryFields)
+    : limits_(limits), fields_(std::move(queryFields)) {
+  if (!CheckFields()) return;
+  const std::optional<HeaderValue> type = ParseHeaderValue(contentType);
+  const std::string mediaType = type ? type->token : std::string();
+  if (mediaType == "multipart/form-data") {
+    const std::string boundary = type->Parameter("boundary").value_or(std::string());
+    if (!MultipartParser::IsValidBoundary(boundary)) {
+      Fail(kBadRequest, "multipart/form-data needs a boundary of 1 to 70 characters");
+      return;
+    }
+    MultipartListener& listener = *this;
+    parser_ = std::make_unique<MultipartParser>(boundary, listener);
+  }
+  urlEncoded_ = mediaType == "application/x-www-form-urlencoded";
+  const uint64_t limit = parser_ ? limits_.maxBody : std::min(limits_.maxBody, limits_.maxText);
+  if (declaredLength && *declaredLength > limit) Fail(kTooLarge, "the request body is too large");
+}
+
+void RequestBody::Append(const char* data, size_t size) {
+  received_ += size;
+  if (received_ > limits_.maxBody) {
+    // Only without a declared length: that length was checked first.
+    if (!Failed()) Fail(kTooLarge, "the request body is too large");
+    mustClose_ = true;
+  }
+  if (Failed()) return;  // the rest is read and dropped, then the error answered
+  if (parser_) {
+    if (!parser_->Feed(data, size) && !Failed()) Fail(kBadRequest, parser_->Error());
+  } else {
+    text_.append(data, size);
+  }
+  if (!Failed() && Text().size() > limits_.maxText) Fail(kTooLarge, "the request body is too large");
+}
+
+void RequestBody::Finish() {
+  if (Failed()) return;
+  if (parser_) {
+    if (!parser_->Finish() && !Failed()) Fail(kBadRequest, parser_->Error());
+  } else if (urlEncoded_) {
+    ParseUrlEncoded(text_, fields_);
+    CheckFields();
+  }
+}
+
+bool RequestBody::CheckFields() {
+  if (fields_.size() + uploads_.size() > limits_.maxFields) return Fail(kBadRequest, "too many form fields");
+  for (const auto& field : fields_) {
+    if (field.name.size() > limits_.maxNameLength) return Fail(kBadRequest, "a form field name is too long");
+  }
+  return true;
+}
+
+bool RequestBody::OnPartBegin(const PartInfo& part) {
+  if (part.isFile) {
+    try {
+      files_.push_back(std::make_unique<UploadFile>(UploadDirectory()));
+    } catch (const std::system_error&) {
+      return Fail(kServerError, "the upload cannot be stored");
+    }
+    uploads_.push_back({part.name, part.fileName, files_.back()->Path(), 0});
+  } else {
+    fields_.push_back({part.name, std::string()});
+  }
+  inFilePart_ = part.isFile;
+  if (part.name.size() > limits_.maxNameLength) return Fail(kBadRequest, "a form field name is too long");
+  return CheckFields();
+}
+
+bool RequestBody::OnPartData(const char* data, size_t size) {
+  if (!inFilePart_) {
+    fields_.back().value.append(data, size);
+    return true;
+  }
+  if (files_.back()->Write(data, size)) return true;
+  return Fail(errno == ENOSPC ? kInsufficientStorage : kServerError, "the upload cannot be stored");
+}
+
+bool RequestBody::OnPartEnd() {
+  if (!inFilePart_) return true;
+  UploadFile& file = *files_.back();
+  if (!file.Close()) return Fail(kServerError, "the upload cannot be stored");
+  uploads_.back().size = file.Size();
+  // A file input that a browser leaves empty sends no name and no content.
+  if (uploads_.back().fileName.empty() && file.Size() == 0) {
+    uploads_.pop_back();
+    files_.pop_back();
+  }
+  return true;
+}
+
+bool RequestBody::Fail(int status, const std::string& text) {
+  errorStatus_ = status;
+  errorText_ = text;
+  return false;
+}
+
+}  // namespace kx::webhost

@@ -1,0 +1,94 @@
+#include "host/upload_store.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+#include "kx/tal/path.h"
+
+namespace kx::webhost {
+namespace {
+
+constexpr char kPrefix[] = "upload-";
+
+constexpr const char* kRunModeDirectory = "/.kx-uploads";
+constexpr const char* kSafeModeDirectory = "/mnt/userfs/.kx-uploads";
+
+// The process id and a counter make every name unique for the life of the
+// host, so a path removed twice never hits a newer upload.
+std::string NewFileTemplate(const std::string& directory) {
+  static std::atomic<uint64_t> counter{0};
+  return tal::JoinPath(directory, kPrefix + std::to_string(::getpid()) + "-" + std::to_string(++counter) + "-XXXXXX");
+}
+
+// Only the upload directory itself is private; missing parents get the usual mode.
+void CreateDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
+  try {
+    tal::CreateDirectories(tal::DirectoryPart(path), 0755);
+  } catch (const std::exception&) {
+  }
+  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+    throw std::system_error(errno, std::generic_category(), "cannot create " + path);
+  }
+}
+
+}  // namespace
+
+std::string UploadDirectory() {
+  struct stat status;
+  const bool safeMode = ::lstat(tal::RootedPath("/etc/brenmar/safemode").c_str(), &status) == 0;
+  return tal::RootedPath(safeMode ? kSafeModeDirectory : kRunModeDirectory);
+}
+
+void RemoveLeftoverUploads() {
+  for (const char* targetPath : {kRunModeDirectory, kSafeModeDirectory}) {
+    const std::string directory = tal::RootedPath(targetPath);
+    DIR* listing = ::opendir(directory.c_str());
+    if (listing == nullptr) continue;
+    while (const dirent* entry = ::readdir(listing)) {
+      if (std::string(entry->d_name).rfind(kPrefix, 0) == 0) ::unlink(tal::JoinPath(directory, entry->d_name).c_str());
+    }
+    ::closedir(listing);
+  }
+}
+
+UploadFile::UploadFile(const std::string& directory) {
+  CreateDirectory(directory);
+  path_ = NewFileTemplate(directory);
+  descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
+  if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), "cannot create an upload file in " + directory);
+}
+
+UploadFile::~UploadFile() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  ::unlink(path_.c_str());
+}
+
+bool UploadFile::Write(const char* data, size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(descriptor_, data, size);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += written;
+    size -= static_cast<size_t>(written);
+    size_ += static_cast<uint64_t>(written);
+  }
+  return true;
+}
+
+bool UploadFile::Close() {
+  const int descriptor = descriptor_;
+  descriptor_ = -1;
+  return descriptor < 0 || ::close(descriptor) == 0;
+}
+
+}  // namespace kx::webhost

@@ -1,0 +1,178 @@
+#include "host/web_server.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <strings.h>
+
+#include "host/host_request.h"
+#include "host/listen_address.h"
+#include "host/text_reply.h"
+
+namespace kx::webhost {
+namespace {
+
+constexpr char kPathPrefix[] = "/swinstall/";
+constexpr size_t kMaxMethodNameLength = 64;
+constexpr unsigned kIdleTimeoutSeconds = 60;
+
+// Web-method names are plain identifiers; anything else ("../x", "a/b") is
+// not a web method of this service and never reaches the plug-in.
+bool IsMethodName(const std::string& name) {
+  if (name.empty() || name.size() > kMaxMethodNameLength) return false;
+  for (char c : name) {
+    const bool letterOrDigit = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    if (!letterOrDigit && c != '_') return false;
+  }
+  return true;
+}
+
+MHD_Result CollectQueryField(void* fields, MHD_ValueKind, const char* name, size_t nameSize, const char* value,
+                             size_t valueSize) {
+  static_cast<std::vector<webruntime::FormField>*>(fields)->push_back(
+      {std::string(name, nameSize), value == nullptr ? std::string() : std::string(value, valueSize)});
+  return MHD_YES;
+}
+
+std::optional<uint64_t> DeclaredLength(MHD_Connection* connection) {
+  const char* text = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
+  if (text == nullptr || *text == '\0' || std::strspn(text, "0123456789") != std::strlen(text) ||
+      std::strlen(text) > 19) {
+    return std::nullopt;
+  }
+  return std::stoull(text);
+}
+
+// Headers that frame the transfer are the server's own.
+bool MaySetHeader(const std::string& name, const std::string& value) {
+  static const char* const kReserved[] = {"content-length", "transfer-encoding", "connection"};
+  for (const char* reserved : kReserved) {
+    if (::strcasecmp(name.c_str(), reserved) == 0) return false;
+  }
+  return !name.empty() && (name + value).find_first_of("\r\n") == std::string::npos;
+}
+
+MHD_Result QueuePluginReply(MHD_Connection* connection, const Reply& reply) {
+  MHD_Response* response = MHD_create_response_from_buffer(
+      reply.content.size(), const_cast<char*>(reply.content.data()), MHD_RESPMEM_MUST_COPY);
+  if (response == nullptr) return MHD_NO;
+  const bool hasMimeType = MaySetHeader(MHD_HTTP_HEADER_CONTENT_TYPE, reply.mimeType) && !reply.mimeType.empty();
+  for (const auto& [name, value] : reply.headers) {
+    const bool mimeTypeWins = hasMimeType && ::strcasecmp(name.c_str(), MHD_HTTP_HEADER_CONTENT_TYPE) == 0;
+    if (!mimeTypeWins && MaySetHeader(name, value)) MHD_add_response_header(response, name.c_str(), value.c_str());
+  }
+  if (hasMimeType) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.mimeType.c_str());
+  const unsigned status = reply.status >= 100 && reply.status <= 599 ? static_cast<unsigned>(reply.status) : 500;
+  const MHD_Result queued = MHD_queue_response(connection, status, response);
+  MHD_destroy_response(response);
+  return queued;
+}
+
+void LogServerMessage(void*, const char* format, va_list arguments) {
+  std::fputs("kx-webhost: ", stderr);
+  std::vfprintf(stderr, format, arguments);
+}
+
+}  // namespace
+
+WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin) : options_(options), plugin_(plugin) {}
+
+void WebServer::Start() {
+  const ListenAddress address = ResolveListenAddress(options_.listenHost, options_.listenPort);
+  // poll, not epoll: with epoll this libmicrohttpd (0.9.75) leaves a connection
+  // whose query arguments overflow its memory pool hanging until the idle
+  // time-out; with poll it is closed at once. Throughput is the same.
+  unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG;
+  if (address.ipv6) flags |= MHD_USE_IPv6;
+  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &WebServer::Access, this,
+                             MHD_OPTION_EXTERNAL_LOGGER, &LogServerMessage, nullptr,
+                             MHD_OPTION_SOCK_ADDR, address.Get(),
+                             MHD_OPTION_THREAD_POOL_SIZE, options_.threads,
+                             MHD_OPTION_NOTIFY_COMPLETED, &WebServer::Completed, this,
+                             MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds,
+                             MHD_OPTION_END);
+  if (daemon_ == nullptr) {
+    throw std::runtime_error("cannot listen on " + options_.listenHost + ":" + std::to_string(options_.listenPort));
+  }
+}
+
+uint16_t WebServer::Port() const {
+  const MHD_DaemonInfo* info = daemon_ == nullptr ? nullptr : MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_BIND_PORT);
+  return info == nullptr ? 0 : info->port;
+}
+
+void WebServer::Stop() {
+  ready_ = false;
+  if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
+  daemon_ = nullptr;
+}
+
+// Called once with the headers, then for each piece of the body, then once more
+// with nothing when the body is complete. No exception may pass into the C
+// library: one that escapes (out of memory) closes the connection.
+MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char* url, const char* method,
+                             const char*, const char* data, size_t* size, void** state) try {
+  WebServer& server = *static_cast<WebServer*>(self);
+  if (*state == nullptr) return server.Begin(connection, url, method, state);
+  HostRequest& request = *static_cast<HostRequest*>(*state);
+  if (*size != 0) {
+    request.Input().Append(data, *size);
+    *size = 0;
+    return request.Input().MustClose() ? MHD_NO : MHD_YES;
+  }
+  request.Input().Finish();
+  if (request.Input().Failed()) {
+    return QueueTextReply(connection, static_cast<unsigned>(request.Input().ErrorStatus()),
+                          request.Input().ErrorText() + "\n");
+  }
+  return server.Run(connection, request);
+} catch (...) {
+  return MHD_NO;
+}
+
+MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const char* method, void** state) {
+  const std::string path(url);
+  const std::string name = path.rfind(kPathPrefix, 0) == 0 ? path.substr(sizeof kPathPrefix - 1) : std::string();
+  if (!IsMethodName(name)) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such web method\n");
+  if (std::strcmp(method, MHD_HTTP_METHOD_GET) != 0 && std::strcmp(method, MHD_HTTP_METHOD_POST) != 0) {
+    return QueueTextReply(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "only GET and POST\n", MHD_HTTP_HEADER_ALLOW,
+                          "GET, POST");
+  }
+  if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
+
+  std::vector<webruntime::FormField> queryFields;
+  MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, &CollectQueryField, &queryFields);
+  const char* contentType = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_TYPE);
+  const BodyLimits limits{options_.maxBody, options_.maxTextBody};
+  auto request = std::make_unique<HostRequest>(path, name, limits, contentType == nullptr ? "" : contentType,
+                                               DeclaredLength(connection), std::move(queryFields));
+  if (request->Input().Failed()) {
+    // Answered before the body is read; the server then closes the connection.
+    return QueueTextReply(connection, static_cast<unsigned>(request->Input().ErrorStatus()),
+                          request->Input().ErrorText() + "\n");
+  }
+  *state = request.release();
+  return MHD_YES;
+}
+
+MHD_Result WebServer::Run(MHD_Connection* connection, HostRequest& request) {
+  if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
+  {
+    // The registration ends before the reply goes out: from then on the
+    // plug-in can no longer reach this request by its handle.
+    webruntime::RequestRegistration registration(request);
+    webruntime::WebRequest webRequest(request.Uri(), request.MethodName());
+    plugin_.Run(&webRequest, registration.Handle());
+  }
+  return QueuePluginReply(connection, request.Answer());
+}
+
+void WebServer::Completed(void*, MHD_Connection*, void** state, MHD_RequestTerminationCode) {
+  delete static_cast<HostRequest*>(*state);  // removes upload files the plug-in has not moved
+  *state = nullptr;
+}
+
+}  // namespace kx::webhost

@@ -1,0 +1,44 @@
+#pragma once
+// The HTTP server: hands every request for "/swinstall/<WebMethod>" to the
+// plug-in through the web runtime and sends back the reply it built.
+
+#include <microhttpd.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "host/options.h"
+#include "host/plugin_library.h"
+
+namespace kx::webhost {
+
+class WebServer {
+ public:
+  WebServer(const HostOptions& options, const PluginLibrary& plugin);
+  ~WebServer() { Stop(); }
+  WebServer(const WebServer&) = delete;
+  WebServer& operator=(const WebServer&) = delete;
+
+  // Listens. Throws std::runtime_error (a busy port, an unknown host).
+  void Start();
+  // The port listened on (the one taken when 0 was asked for).
+  uint16_t Port() const;
+  // Until ready, and again once stopping, requests get 503.
+  void SetReady(bool ready) { ready_ = ready; }
+  // Closes every connection; returns when no request is in the plug-in any more.
+  void Stop();
+
+ private:
+  static MHD_Result Access(void* self, MHD_Connection* connection, const char* url, const char* method,
+                           const char* version, const char* data, size_t* size, void** state);
+  static void Completed(void* self, MHD_Connection* connection, void** state, MHD_RequestTerminationCode code);
+  MHD_Result Begin(MHD_Connection* connection, const char* url, const char* method, void** state);
+  MHD_Result Run(MHD_Connection* connection, class HostRequest& request);
+
+  const HostOptions& options_;
+  const PluginLibrary& plugin_;
+  MHD_Daemon* daemon_ = nullptr;
+  std::atomic<bool> ready_{false};
+};
+
+}  // namespace kx::webhost

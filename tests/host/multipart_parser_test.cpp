@@ -1,0 +1,120 @@
+// The streaming multipart splitter and the small text parsers under it.
+
+#include "host/multipart_parser.h"
+
+#include <gtest/gtest.h>
+
+#include "host/header_value.h"
+#include "host/url_encoded_form.h"
+
+namespace {
+
+using kx::webhost::MultipartParser;
+using kx::webhost::PartInfo;
+
+// Writes the events down as text: "[name|file]" + data + "]".
+struct Recorder : kx::webhost::MultipartListener {
+  std::string events;
+  bool OnPartBegin(const PartInfo& part) override {
+    events += "[" + part.name + (part.isFile ? "|" + part.fileName : "") + "]";
+    return true;
+  }
+  bool OnPartData(const char* data, size_t size) override {
+    events.append(data, size);
+    return true;
+  }
+  bool OnPartEnd() override {
+    events += "]";
+    return true;
+  }
+};
+
+const std::string kBody =
+    "--b0undary \r\n"
+    "Content-Disposition: form-data; name=\"command\"\r\n\r\n"
+    "<WSACTIONCOMMAND NAME=\"A1\"/>\r\n"
+    "--b0undary\r\n"
+    "content-type: application/xml\r\n"
+    "CONTENT-DISPOSITION: form-data; name=\"f\"; filename=\"a \\\"b\\\";c.cdf\"\r\n\r\n"
+    "line\r\n--b0undar\r\n-b0undary--\r\n"
+    "--b0undary--\r\nepilogue";
+
+TEST(MultipartParser, SameEventsWhereverTheBodyIsSplit) {
+  const std::string expected =
+      "[command]<WSACTIONCOMMAND NAME=\"A1\"/>][f|a \"b\";c.cdf]line\r\n--b0undar\r\n-b0undary--]";
+  for (size_t split = 0; split <= kBody.size(); ++split) {
+    Recorder recorder;
+    MultipartParser parser("b0undary", recorder);
+    ASSERT_TRUE(parser.Feed(kBody.data(), split));
+    ASSERT_TRUE(parser.Feed(kBody.data() + split, kBody.size() - split));
+    ASSERT_TRUE(parser.Finish()) << split;
+    EXPECT_EQ(recorder.events, expected) << "split at " << split;
+  }
+  Recorder bytewise;
+  MultipartParser parser("b0undary", bytewise);
+  for (char c : kBody) ASSERT_TRUE(parser.Feed(&c, 1));
+  EXPECT_TRUE(parser.Finish());
+  EXPECT_EQ(bytewise.events, expected);
+  // The kept text is the body up to the closing delimiter without the file's content.
+  const size_t fileStart = kBody.find("line");
+  EXPECT_EQ(parser.TextWithoutFiles(), kBody.substr(0, fileStart) + "\r\n--b0undary--");
+}
+
+TEST(MultipartParser, PreambleIsSkippedAndAnEmptyFormIsValid) {
+  Recorder recorder;
+  MultipartParser parser("x", recorder);
+  const std::string body = "preamble\r\n--x\r\nContent-Disposition: form-data; name=a\r\n\r\n1\r\n--x--";
+  EXPECT_TRUE(parser.Feed(body.data(), body.size()) && parser.Finish());
+  EXPECT_EQ(recorder.events, "[a]1]");
+  Recorder none;
+  MultipartParser empty("x", none);
+  EXPECT_TRUE(empty.Feed("--x--", 5) && empty.Finish());
+}
+
+TEST(MultipartParser, MalformedBodiesAreRefused) {
+  const std::string header = "Content-Disposition: form-data; name=\"a\"\r\n\r\n";
+  const std::string cases[] = {
+      "--x\r\n" + header + "value",                            // no closing delimiter
+      "--x\r\n" + header + "1\r\n--xy\r\n" + header + "2\r\n",  // a longer boundary is not this one
+      "--x\r\n" + header + "1\r\n--x!!",                        // junk after a delimiter
+      "--x\r\nContent-Type: text/plain\r\n\r\n1\r\n--x--",     // no Content-Disposition
+      "--x\r\nContent-Disposition: attachment; name=a\r\n\r\n1\r\n--x--",
+      "--x\r\nContent-Disposition: form-data\r\n\r\n1\r\n--x--",  // no name
+      "--x\r\nno colon\r\n\r\n1\r\n--x--",
+      "--x\r\nContent-Disposition: form-data; name=\"" + std::string(9000, 'n') + "\"\r\n\r\n1\r\n--x--",
+      "nothing like a multipart body",
+  };
+  for (const std::string& body : cases) {
+    Recorder recorder;
+    MultipartParser parser("x", recorder);
+    EXPECT_FALSE(parser.Feed(body.data(), body.size()) && parser.Finish()) << body.substr(0, 80);
+    EXPECT_FALSE(parser.Error().empty());
+  }
+  EXPECT_FALSE(MultipartParser::IsValidBoundary(""));
+  EXPECT_FALSE(MultipartParser::IsValidBoundary(std::string(71, 'b')));
+  EXPECT_FALSE(MultipartParser::IsValidBoundary("a\r\nb"));
+  EXPECT_TRUE(MultipartParser::IsValidBoundary("----WebKitFormBoundary7MA4YWxkTrZu0gW"));
+}
+
+TEST(HeaderValue, TokenAndParameters) {
+  const auto type = kx::webhost::ParseHeaderValue(" Multipart/Form-Data ; Boundary=\"a;b\" ; charset=utf-8;");
+  ASSERT_TRUE(type);
+  EXPECT_EQ(type->token, "multipart/form-data");
+  EXPECT_EQ(type->Parameter("boundary"), "a;b");
+  EXPECT_EQ(type->Parameter("charset"), "utf-8");
+  EXPECT_FALSE(kx::webhost::ParseHeaderValue("form-data; name=\"open"));
+  EXPECT_FALSE(kx::webhost::ParseHeaderValue("form-data; name"));
+  EXPECT_FALSE(kx::webhost::ParseHeaderValue("; name=a"));
+}
+
+TEST(UrlEncodedForm, DecodesInOrderAndKeepsBareNames) {
+  std::vector<kx::webruntime::FormField> fields;
+  kx::webhost::ParseUrlEncoded("a=1&&b&c=x+y%2Bz%&d=%4", fields);
+  ASSERT_EQ(fields.size(), 4u);
+  EXPECT_EQ(fields[1].name, "b");
+  EXPECT_EQ(fields[1].value, "");
+  EXPECT_EQ(fields[2].value, "x y+z%");
+  EXPECT_EQ(fields[3].value, "%4");
+}
+
+}  // namespace
