@@ -1,0 +1,222 @@
+#include "discovery/mdns_service.h"
+
+#include <avahi-common/alternative.h>
+#include <avahi-common/error.h>
+#include <avahi-common/malloc.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "discovery/stop_signal.h"
+#include "discovery/system_web_server.h"
+#include "discovery/txt_record.h"
+#include "kx/tal/log.h"
+#include "platform/avahi_wrapper.h"
+#include "platform/target_config.h"
+
+namespace kx::discovery {
+namespace {
+
+using platform::AvahiPollClient;
+using tal::logmask::kEntry;
+using tal::logmask::kError2;
+using tal::logmask::kInfo;
+
+// 30 attempts a second apart: the locator may start after this service.
+constexpr int kLocatorAllowanceMs = 30000;
+constexpr LocatorSchedule kLocatorSchedule{kLocatorAllowanceMs / 1000,
+                                           std::chrono::milliseconds(1000), 1000};
+constexpr uint16_t kDefaultPort = 3580;
+constexpr char kDefaultScheme[] = "http";
+
+// Touched by the registering thread (creation), Avahi's poll thread (callbacks,
+// which hold the poll lock) and the withdrawing thread (under the poll lock).
+struct Registration {
+  AvahiEntryGroup* group = nullptr;
+  AvahiPollClient* client = nullptr;  // the client and its threaded poll
+  std::string name;
+  std::string type;
+  const char* domain = nullptr;  // the default domain
+  uint16_t port = 0;
+  TxtList txt;
+  std::atomic<bool> stopping{false};
+};
+
+std::mutex currentMutex;
+Registration* current = nullptr;
+
+std::string ErrorText(int error) { return avahi_strerror(error); }
+
+// Avahi's next name for a taken one: "name" → "name #2" → "name #3".
+bool Rename(Registration& registration) {
+  char* alternative = avahi_alternative_service_name(registration.name.c_str());
+  if (alternative == nullptr) return false;
+  KX_LOG(kInfo, "Service name collision, renaming \"" + registration.name + "\" to \"" +
+                    alternative + "\"");
+  registration.name = alternative;
+  avahi_free(alternative);
+  return true;
+}
+
+int CreateService(Registration& registration, AvahiPollClient& client);
+
+void OnGroupState(AvahiEntryGroup* group, AvahiEntryGroupState state, void* userdata) {
+  auto& registration = *static_cast<Registration*>(userdata);
+  if (registration.stopping) return;
+  switch (state) {
+    case AVAHI_ENTRY_GROUP_ESTABLISHED:
+      KX_LOG(kInfo, "Service \"" + registration.name + "\" established");
+      break;
+    case AVAHI_ENTRY_GROUP_COLLISION:  // another host holds the name
+      if (Rename(registration)) {
+        avahi_entry_group_reset(group);
+        const int error = CreateService(registration, *registration.client);
+        if (error < 0) KX_LOG(kError2, "Failed to add the renamed service: " + ErrorText(error));
+      }
+      break;
+    case AVAHI_ENTRY_GROUP_FAILURE:
+      KX_LOG(kError2, "Entry group failure: " +
+                          ErrorText(avahi_client_errno(avahi_entry_group_get_client(group))));
+      break;
+    default:
+      break;
+  }
+}
+
+// Adds the service to the entry group and commits it, unless the group holds it already.
+int CreateService(Registration& registration, AvahiPollClient& client) {
+  platform::AvahiPollLock lock(client);
+  if (registration.group == nullptr) {
+    registration.group = platform::AvahiEntryGroupNew(client, &OnGroupState, &registration);
+    if (registration.group == nullptr)
+      return avahi_client_errno(platform::AvahiClientHandle(client));
+  }
+  if (!avahi_entry_group_is_empty(registration.group)) return AVAHI_OK;
+  for (;;) {
+    const int error = avahi_entry_group_add_service_strlst(
+        registration.group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
+        registration.name.c_str(), registration.type.c_str(), registration.domain, nullptr,
+        registration.port, registration.txt.get());
+    if (error == AVAHI_OK) return avahi_entry_group_commit(registration.group);
+    if (error != AVAHI_ERR_COLLISION || !Rename(registration)) return error;
+    avahi_entry_group_reset(registration.group);
+  }
+}
+
+void OnClientState(AvahiPollClient& client, AvahiClientState state, void* userdata) {
+  auto& registration = *static_cast<Registration*>(userdata);
+  // The first call may come before AvahiClientNew has returned.
+  if (registration.client == nullptr) registration.client = &client;
+  if (registration.stopping) return;
+  switch (state) {
+    case AVAHI_CLIENT_S_RUNNING: {
+      const int error = CreateService(registration, client);
+      if (error < 0)
+        KX_LOG(kError2, "Failed to add service \"" + registration.name + "\": " + ErrorText(error));
+      break;
+    }
+    case AVAHI_CLIENT_S_REGISTERING:  // the host name is being (re)established
+    case AVAHI_CLIENT_S_COLLISION:
+      if (registration.group != nullptr) avahi_entry_group_reset(registration.group);
+      break;
+    case AVAHI_CLIENT_FAILURE:
+      KX_LOG(kError2, "Avahi client failure: " +
+                          ErrorText(avahi_client_errno(platform::AvahiClientHandle(client))));
+      break;
+    case AVAHI_CLIENT_CONNECTING:
+      break;
+  }
+}
+
+Registration* TakeCurrent() {
+  std::lock_guard<std::mutex> lock(currentMutex);
+  Registration* registration = current;
+  current = nullptr;
+  return registration;
+}
+
+void Withdraw(Registration* registration) {
+  if (registration == nullptr) return;
+  registration->stopping = true;  // callbacks from now on leave it alone
+  {
+    platform::AvahiPollLock lock(*registration->client);
+    AvahiEntryGroup* group = registration->group;
+    registration->group = nullptr;
+    platform::AvahiEntryGroupFree(*registration->client, group);
+  }
+  platform::AvahiThreadedPollStop(*registration->client);
+  platform::AvahiClientFree(registration->client);
+  delete registration;
+}
+
+// Creates the client, whose callbacks add the service, and starts its poll.
+bool Register(const std::string& name, const char* type, uint16_t port, TxtList txt) {
+  Withdraw(TakeCurrent());  // the same name must be free again
+  AddMacAddressIfAbsent(txt);
+  auto registration = std::make_unique<Registration>();
+  registration->name = name;
+  registration->type = type;
+  registration->port = port;
+  registration->txt = std::move(txt);
+
+  int error = AVAHI_OK;
+  AvahiPollClient* client = platform::AvahiClientNew(&OnClientState, registration.get(), error);
+  if (client == nullptr) {
+    KX_LOG(kError2, "Could not create the Avahi client: " + ErrorText(error));
+    return false;
+  }
+  registration->client = client;
+  error = platform::AvahiThreadedPollStart(*client);
+  if (error < 0) {
+    KX_LOG(kError2, "Could not start the Avahi poll: " + ErrorText(error));
+    platform::AvahiClientFree(client);
+    return false;
+  }
+
+  Registration* previous = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(currentMutex);
+    previous = current;
+    current = registration.release();
+  }
+  Withdraw(previous);  // only if another registration raced this one
+  return true;
+}
+
+}  // namespace
+
+int mDnsRegisterService(const char* serviceType, const StopSignal* stop) {
+  KX_LOG(kEntry, "mDnsRegisterService()");
+  std::string targetClass;
+  uint32_t targetId = 0;
+  kx_targetcfg_system_GetTargetClass(targetClass);
+  targetcfgGetTargetID(targetId);
+
+  platform::WebServerLocation server;
+  if (!LocateSystemWebServer(platform::WebServerLocator(), kLocatorSchedule, stop, server)) {
+    if (stop != nullptr && stop->Raised()) return 0;
+    KX_LOG(kError2, "Could not obtain local System Web Server port and scheme. Using default.");
+    server.port = kDefaultPort;
+    server.scheme = kDefaultScheme;
+  }
+
+  TxtList txt;
+  if (!BuildTxtList(ServiceTxtPairs(targetClass, targetId, server.scheme), txt)) return 0;
+
+  std::string name;
+  kx_targetcfg_system_GetHostName(name);
+  KX_LOG(kInfo, "Setting instance name \"" + name + "\", type \"" + serviceType + "\"");
+
+  if (!Register(name, serviceType, server.port, std::move(txt))) return 0;
+  KX_LOG(kInfo, "Registered successfully with mDNS module");
+  return 1;
+}
+
+void mDnsUnregisterService() {
+  KX_LOG(kEntry, "mDnsUnregisterService()");
+  Withdraw(TakeCurrent());
+}
+
+}  // namespace kx::discovery
