@@ -28,13 +28,23 @@ struct TraceLog {
   FILE* file = nullptr;
   bool refused = false;  // the disk was too full: no more tracing until re-initialised
   LogCapture capture;
+
+  ~TraceLog();
 };
 
 std::atomic<uint32_t> gMask{1};
+// Set once the trace log has been destroyed (at exit, or when the plug-in is
+// unloaded): later messages still reach syslog.
+std::atomic<bool> gTraceGone{false};
 
-TraceLog& Trace() {
-  static TraceLog* trace = new TraceLog;  // never destroyed: logging may happen at exit
-  return *trace;
+TraceLog::~TraceLog() {
+  gTraceGone = true;
+  if (file != nullptr) std::fclose(file);
+}
+
+TraceLog* Trace() {
+  static TraceLog trace;
+  return gTraceGone ? nullptr : &trace;
 }
 
 int SyslogPriority(uint32_t maskBit) {
@@ -81,9 +91,11 @@ void WriteTrace(TraceLog& trace, const std::string& text) {
 
 void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory,
                   uint64_t lowDiskThresholdBytes) {
-  TraceLog& trace = Trace();
-  std::lock_guard<std::mutex> guard(trace.lock);
   gMask = mask;
+  TraceLog* traceLog = Trace();
+  if (traceLog == nullptr) return;
+  TraceLog& trace = *traceLog;
+  std::lock_guard<std::mutex> guard(trace.lock);
   trace.targets = targets;
   trace.directory = directory;
   trace.lowDiskThreshold = lowDiskThresholdBytes;
@@ -92,7 +104,9 @@ void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory,
 }
 
 void CloseTraceLog() {
-  TraceLog& trace = Trace();
+  TraceLog* traceLog = Trace();
+  if (traceLog == nullptr) return;
+  TraceLog& trace = *traceLog;
   std::lock_guard<std::mutex> guard(trace.lock);
   if (trace.file != nullptr) std::fclose(trace.file);
   trace.file = nullptr;
@@ -102,7 +116,12 @@ uint32_t LogMaskValue() { return gMask.load(std::memory_order_relaxed); }
 
 void Log(uint32_t maskBit, const std::string& text) {
   if (!LogEnabled(maskBit)) return;
-  TraceLog& trace = Trace();
+  TraceLog* traceLog = Trace();
+  if (traceLog == nullptr) {
+    ::syslog(SyslogPriority(maskBit), "%s", text.c_str());
+    return;
+  }
+  TraceLog& trace = *traceLog;
   std::lock_guard<std::mutex> guard(trace.lock);
   if (trace.capture) trace.capture(maskBit, text);
   ::syslog(SyslogPriority(maskBit), "%s", text.c_str());
@@ -110,7 +129,9 @@ void Log(uint32_t maskBit, const std::string& text) {
 }
 
 void SetLogCapture(LogCapture capture) {
-  TraceLog& trace = Trace();
+  TraceLog* traceLog = Trace();
+  if (traceLog == nullptr) return;
+  TraceLog& trace = *traceLog;
   std::lock_guard<std::mutex> guard(trace.lock);
   trace.capture = std::move(capture);
 }
