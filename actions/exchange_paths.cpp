@@ -32,7 +32,6 @@ std::string ExchangeBase(bool withTrailingSeparator) {
 
 std::string ActionExchangeDirectory() { return ExchangeBase(false) + std::string(kExchangeName); }
 
-std::string ConfigurationDirectory() { return tal::RootedPath("/etc/brenmar/share"); }
 std::string CurrentActionFilePath() { return InConfigurationDirectory("currentAction.xml"); }
 std::string LastActionFilePath() { return InConfigurationDirectory("lastAction.xml"); }
 std::string InstalledConfigurationPath() { return InConfigurationDirectory("config.cdf"); }

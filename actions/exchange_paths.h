@@ -8,6 +8,8 @@
 
 #include <string>
 
+#include "platform/controller_state.h"
+
 namespace kx::actions {
 
 // The exchange base; with the flag its trailing separator is kept
@@ -15,7 +17,7 @@ namespace kx::actions {
 std::string ExchangeBase(bool withTrailingSeparator);
 std::string ActionExchangeDirectory();
 
-std::string ConfigurationDirectory();
+using platform::ConfigurationDirectory;
 std::string CurrentActionFilePath();         // currentAction.xml
 std::string LastActionFilePath();            // lastAction.xml
 std::string InstalledConfigurationPath();    // config.cdf

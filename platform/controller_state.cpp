@@ -22,12 +22,16 @@ std::string ActionExchangeDirectory() {
   return tal::RootedPath(IsSafeMode() ? "/mnt/userfs/.syscfg-action" : "/.syscfg-action");
 }
 
-bool IsSafeMode() { return tal::PathExists(tal::RootedPath("/etc/brenmar/safemode")); }
+std::string SafeModeMarkerPath() { return tal::RootedPath("/etc/brenmar/safemode"); }
+
+std::string SystemStatePath() { return tal::RootedPath("/tmp/kx_system_state"); }
+
+bool IsSafeMode() { return tal::PathExists(SafeModeMarkerPath()); }
 
 bool IsInstallMode() {
   // The file lies in a directory every user can write to: read it only when it
   // is a regular file, and no more than the comparison needs.
-  const std::string path = tal::RootedPath("/tmp/kx_system_state");
+  const std::string path = SystemStatePath();
   int fd;
   while ((fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) < 0 && errno == EINTR) {
   }

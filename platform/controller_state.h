@@ -11,9 +11,14 @@ std::string ConfigurationDirectory();
 // "/mnt/userfs/.syscfg-action" in safe mode, "/.syscfg-action" otherwise, below the root.
 std::string ActionExchangeDirectory();
 
-// The marker "/etc/brenmar/safemode" exists.
+// "/etc/brenmar/safemode" and "/tmp/kx_system_state" below the root.
+std::string SafeModeMarkerPath();
+std::string SystemStatePath();
+
+// The safe-mode marker exists, whatever its file type.
 bool IsSafeMode();
-// "/tmp/kx_system_state" is a regular file holding exactly "Install Mode".
+// The system-state file is a regular file holding exactly "Install Mode"; a
+// missing or unreadable file means false.
 bool IsInstallMode();
 
 }  // namespace kx::platform
