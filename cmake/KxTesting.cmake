@@ -9,3 +9,29 @@ function(kx_add_gtest target)
   target_link_libraries(${target} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main Threads::Threads)
   gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
 endfunction()
+
+# Cross-compiled trees run their tests under CMAKE_CROSSCOMPILING_EMULATOR. Tests that
+# need what the emulator cannot give skip themselves on KX_UNDER_EMULATION, saying why.
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  add_compile_definitions(KX_UNDER_EMULATION=1)
+endif()
+
+# kx_program_path(<target> <variable>)
+# Sets <variable> to a path that a test can exec to start the program <target>: its own
+# file, or in a cross-compiled tree a script that starts it under the emulator (same
+# process: the script execs it, so signals and the exit status reach the test).
+function(kx_program_path target variable)
+  if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    set(${variable} "$<TARGET_FILE:${target}>" PARENT_SCOPE)
+    return()
+  endif()
+  set(command "exec")
+  foreach(word IN LISTS CMAKE_CROSSCOMPILING_EMULATOR)
+    string(APPEND command " '${word}'")
+  endforeach()
+  set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.emulated")
+  file(GENERATE OUTPUT "${script}"
+       CONTENT "#!/bin/sh\n${command} '$<TARGET_FILE:${target}>' \"$@\"\n"
+       FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  set(${variable} "${script}" PARENT_SCOPE)
+endfunction()
