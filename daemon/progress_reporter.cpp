@@ -1,0 +1,103 @@
+#include "daemon/progress_reporter.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "actions/action_state_files.h"
+#include "actions/exchange_paths.h"
+#include "actions/ownership.h"
+#include "daemon/file_operations.h"
+#include "daemon/status_log.h"
+#include "kx/tal/time_text.h"
+#include "plugin/progress_state.h"
+
+namespace kx::daemon {
+namespace {
+
+// Keeps the element well inside the region whatever a package calls itself.
+constexpr size_t kMaxStepLength = 256;
+
+std::string EscapeAttribute(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    switch (c) {
+      case '&': escaped += "&amp;"; break;
+      case '<': escaped += "&lt;"; break;
+      case '>': escaped += "&gt;"; break;
+      case '"': escaped += "&quot;"; break;
+      default: escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+    }
+  }
+  return escaped;
+}
+
+// Cut at a character boundary of UTF-8 text.
+std::string Shortened(const std::string& text) {
+  if (text.size() <= kMaxStepLength) return text;
+  size_t end = kMaxStepLength;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end) + "...";
+}
+
+// The state files go to the default owner, group and mode, as the plug-in's do.
+void WriteStateFile(const std::string& path, const std::string& text) {
+  ReplaceFileWithText(path, text, FileAttributes{0664});
+  actions::SetToDefaultOwnerGroupAndPermissions(path);
+}
+
+}  // namespace
+
+ProgressReporter::ProgressReporter() : mutex_(plugin::kProgressMutexName) {
+  try {
+    region_ = std::make_unique<tal::osdep::SimpleSharedMemory>(plugin::kProgressRegionName,
+                                                              plugin::kProgressRegionSize, &mutex_);
+  } catch (const std::exception& error) {
+    ReportError(std::string("cannot open the progress region: ") + error.what());
+  }
+}
+
+void ProgressReporter::Start(const std::string& actionId, const std::string& actionType) {
+  actionId_ = actionId;
+  actionType_ = actionType;
+  startTime_ = std::time(nullptr);
+  Update(0, "Starting");
+}
+
+void ProgressReporter::Update(int percent, const std::string& step) {
+  const std::string element =
+      "<Current Id=\"" + EscapeAttribute(actionId_) + "\" ActionType=\"" + EscapeAttribute(actionType_) +
+      "\" StartTime=\"" + tal::TimeToText(startTime_, "%Y-%m-%d", "%H:%M:%S %Z") + "\" Percent=\"" +
+      std::to_string(std::clamp(percent, 0, 100)) + "\" Step=\"" + EscapeAttribute(Shortened(step)) + "\"/>\n";
+  Publish(element);
+}
+
+void ProgressReporter::Finish(int32_t result) {
+  tal::osdep::NamedMutexLock lock(mutex_);
+  try {
+    WriteStateFile(actions::LastActionFilePath(),
+                   actions::LastActionLine(actionId_, actionType_, result, std::time(nullptr)));
+    RemoveFileIfPresent(actions::CurrentActionFilePath());
+    if (region_) region_->WriteText("");
+  } catch (const std::exception& error) {
+    ReportError(std::string("cannot record the end of the action: ") + error.what());
+  }
+}
+
+void ProgressReporter::Record(const std::string& actionId, const std::string& actionType, int32_t result) {
+  actionId_ = actionId;
+  actionType_ = actionType;
+  startTime_ = std::time(nullptr);
+  Finish(result);
+}
+
+void ProgressReporter::Publish(const std::string& element) {
+  tal::osdep::NamedMutexLock lock(mutex_);
+  try {
+    WriteStateFile(actions::CurrentActionFilePath(), element);
+    if (region_) region_->WriteText(element);
+  } catch (const std::exception& error) {
+    ReportError(std::string("cannot publish the progress: ") + error.what());
+  }
+}
+
+}  // namespace kx::daemon

@@ -1,0 +1,39 @@
+#pragma once
+// The requests the plug-in leaves in the current action directory, and what
+// the daemon does with each:
+//   install.cdf      the software update (software_update.h)
+//   getimage.ini,    not supported yet: answered at once in "lastAction.xml"
+//   setimage.ini,    with 0x80004001 (not implemented); the lock stays, as
+//   format.ini       after every request, until the post-action
+//   postaction.ini   the post-action (post_action.h), which ends the action
+// They are taken in that order, so a post-action never overtakes the work it
+// finishes. A request that has been carried out is renamed "<name>.done", so a
+// restart does not carry it out again.
+
+#include <string>
+
+#include "daemon/progress_reporter.h"
+
+namespace kx::daemon {
+
+class RequestHandler {
+ public:
+  explicit RequestHandler(ProgressReporter& progress) : progress_(progress) {}
+
+  // At start-up, before anything else: rolls back a software update that was
+  // interrupted (its request then counts as carried out and failed), and
+  // removes what finished updates left behind.
+  void RecoverInterruptedWork();
+
+  // Carries out every request waiting in the current action directory. Never
+  // throws: a request that fails is reported and counts as carried out.
+  void HandlePendingRequests();
+
+ private:
+  // False when no request waits.
+  bool HandleNextRequest();
+
+  ProgressReporter& progress_;
+};
+
+}  // namespace kx::daemon

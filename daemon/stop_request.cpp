@@ -1,0 +1,31 @@
+#include "daemon/stop_request.h"
+
+#include <signal.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace kx::daemon {
+namespace {
+
+volatile std::sig_atomic_t gStopRequested = 0;
+
+void OnStopSignal(int) { gStopRequested = 1; }
+
+}  // namespace
+
+void InstallStopHandlers() {
+  struct sigaction action {};
+  action.sa_handler = OnStopSignal;
+  sigemptyset(&action.sa_mask);
+  for (const int signal : {SIGTERM, SIGINT}) {
+    if (::sigaction(signal, &action, nullptr) != 0) {
+      throw std::system_error(errno, std::generic_category(), "sigaction");
+    }
+  }
+}
+
+bool StopRequested() { return gStopRequested != 0; }
+
+}  // namespace kx::daemon

@@ -1,0 +1,77 @@
+#include "daemon/tar_archive.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "actions/no_window_external_application.h"
+#include "actions/remove_dir_hierarchy.h"
+#include "daemon/file_operations.h"
+#include "daemon/status_log.h"
+#include "kx/tal/file_finder.h"
+#include "kx/tal/path.h"
+#include "kx/tal/string_base.h"
+#include "kx/tal/text_file.h"
+
+namespace kx::daemon {
+namespace {
+
+std::string ReadLinkText(const std::string& path, off_t size) {
+  std::string text(static_cast<size_t>(size) + 1, '\0');
+  const ssize_t length = ::readlink(path.c_str(), text.data(), text.size());
+  if (length < 0 || static_cast<size_t>(length) >= text.size()) throw std::runtime_error("cannot read the link " + path);
+  text.resize(static_cast<size_t>(length));
+  return text;
+}
+
+void RunTar(const std::string& archive, const std::string& directory) {
+  const std::string messages = directory + ".messages";
+  RemoveFileIfPresent(messages);
+  actions::NoWindowExternalApplication tar(tal::Utf8ToWide(messages), tal::Utf8ToWide(messages), "");
+  const int status = tar.startAndComplete("tar", {"-x", "-o", "-f", archive, "-C", directory});
+  if (status == 0) return;
+  std::string reason = "exit status " + std::to_string(status);
+  try {
+    reason += ": " + tal::ReadWholeFile(messages);
+  } catch (const std::exception&) {
+    // the exit status alone must do
+  }
+  throw std::runtime_error("cannot unpack " + archive + " (" + reason + ")");
+}
+
+}  // namespace
+
+std::vector<ArchiveEntry> UnpackArchive(const std::string& archive, const std::string& directory) {
+  if (tal::PathExists(directory)) actions::RemoveDirHierarchy(directory);
+  tal::CreateDirectories(directory, 0700);
+  RunTar(archive, directory);
+
+  std::vector<ArchiveEntry> entries;
+  for (const std::string& path : tal::FindFiles(directory, "*", true)) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) continue;
+    ArchiveEntry entry;
+    entry.relativePath = path.substr(directory.size() + (directory.back() == '/' ? 0 : 1));
+    entry.hostPath = path;
+    entry.mode = info.st_mode & 0777;
+    if (S_ISREG(info.st_mode)) {
+      entry.type = ArchiveEntry::Type::kFile;
+    } else if (S_ISDIR(info.st_mode)) {
+      entry.type = ArchiveEntry::Type::kDirectory;
+    } else if (S_ISLNK(info.st_mode)) {
+      entry.type = ArchiveEntry::Type::kSymlink;
+      entry.linkText = ReadLinkText(path, info.st_size);
+    } else {
+      ReportInfo("warning: " + archive + ": " + entry.relativePath + " is not a file, directory or link: left out");
+      continue;
+    }
+    entries.push_back(std::move(entry));
+  }
+  std::sort(entries.begin(), entries.end(),
+            [](const ArchiveEntry& a, const ArchiveEntry& b) { return a.relativePath < b.relativePath; });
+  return entries;
+}
+
+}  // namespace kx::daemon
