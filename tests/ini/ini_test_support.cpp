@@ -7,18 +7,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace kx::ini::test {
 
 ScratchDir::ScratchDir() {
   const char* base = std::getenv("TMPDIR");
-  std::string pattern =
-      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/ini_test_XXXXXX";
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  ::chmod(pattern.c_str(), 0755);
-  path_ = pattern;
+  path_ = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/ini_test_XXXXXX";
+  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  ::chmod(path_.c_str(), 0755);
 }
 
 ScratchDir::~ScratchDir() {
@@ -28,9 +26,7 @@ ScratchDir::~ScratchDir() {
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
@@ -41,9 +37,9 @@ std::string Render(Document& document) {
   std::FILE* stream = std::tmpfile();
   if (stream == nullptr) throw std::runtime_error("tmpfile failed");
   const int result = document.WriteToStream(stream, 0);
-  std::string text;
+  std::string text(static_cast<size_t>(std::ftell(stream)), '\0');
   std::rewind(stream);
-  for (int c; (c = std::fgetc(stream)) != EOF;) text.push_back(static_cast<char>(c));
+  text.resize(std::fread(text.data(), 1, text.size(), stream));
   std::fclose(stream);
   return result < 0 ? "error " + std::to_string(result) : text;
 }
@@ -53,10 +49,8 @@ int RunAsNobody(const std::function<int()>& body) {
   if (::pipe(channel) != 0) return 1;
   const pid_t child = ::fork();
   if (child == 0) {
-    int result = 1;
-    if (::setgid(65534) == 0 && ::setuid(65534) == 0) result = body();
-    ssize_t written = ::write(channel[1], &result, sizeof result);
-    ::_exit(written == sizeof result ? 0 : 1);
+    int result = ::setgid(65534) == 0 && ::setuid(65534) == 0 ? body() : 1;
+    ::_exit(::write(channel[1], &result, sizeof result) == sizeof result ? 0 : 1);
   }
   ::close(channel[1]);
   int result = 1;
