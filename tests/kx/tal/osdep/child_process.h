@@ -13,31 +13,25 @@ namespace kx::test {
 // A pipe on which the child tells the parent that it has reached a point.
 class ReadySignal {
  public:
-  ReadySignal() {
-    if (::pipe(fds_) != 0) fds_[0] = fds_[1] = -1;
-  }
+  ReadySignal() { (void)!::pipe(fds_); }
   ~ReadySignal() {
     ::close(fds_[0]);
     ::close(fds_[1]);
   }
-  void Send() {
-    const char byte = 1;
-    (void)!::write(fds_[1], &byte, 1);
-  }
+  void Send() { (void)!::write(fds_[1], "r", 1); }
   // False when the child ended without sending.
   bool Wait() {
     ::close(fds_[1]);
     fds_[1] = -1;
     char byte;
     ssize_t n;
-    do {
-      n = ::read(fds_[0], &byte, 1);
-    } while (n < 0 && errno == EINTR);
+    while ((n = ::read(fds_[0], &byte, 1)) < 0 && errno == EINTR) {
+    }
     return n == 1;
   }
 
  private:
-  int fds_[2];
+  int fds_[2] = {-1, -1};
 };
 
 class ChildProcess {
@@ -47,27 +41,23 @@ class ChildProcess {
   explicit ChildProcess(Body body) : pid_(::fork()) {
     if (pid_ != 0) return;
     int code = 99;
-    try {
-      code = body();
-    } catch (...) {
-    }
+    try { code = body(); } catch (...) {}
     ::_exit(code);
   }
   ~ChildProcess() {
-    if (pid_ > 0) {
-      Kill();
-      Wait();
-    }
+    Kill();
+    Wait();
   }
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  void Kill() { ::kill(pid_, SIGKILL); }
-
-  // The exit code, or 128 + the signal that ended the child.
+  void Kill() {
+    if (pid_ > 0) ::kill(pid_, SIGKILL);
+  }
+  // The exit code, or 128 + the signal that ended the child; -1 once reaped.
   int Wait() {
-    if (pid_ < 0) return -1;
     int status = 0;
+    if (pid_ <= 0) return -1;
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
     pid_ = -1;

@@ -1,4 +1,5 @@
-// The in-process mutex, the critical section and their scoped guards.
+// The scoped guards of the in-process mutex, the critical section and the named
+// mutex, and the critical section's reentry.
 
 #include <gtest/gtest.h>
 
@@ -6,75 +7,70 @@
 
 #include "kx/tal/osdep/ckx_sync.h"
 #include "kx/tal/osdep/mutex.h"
+#include "kx/tal/osdep/named_mutex.h"
+#include "tests/support/scratch_root.h"
 
 namespace kx::tal::osdep {
 namespace {
 
-// Asks another thread whether it can take the lock right now.
-template <typename TryTake>
-bool FreeForAnotherThread(TryTake tryTake) {
-  return std::async(std::launch::async, tryTake).get();
+// Whether another thread gets the lock at once (and gives it back).
+template <typename Take, typename Give>
+bool FreeForAnotherThread(Take take, Give give) {
+  return std::async(std::launch::async, [&] {
+           const bool taken = take();
+           if (taken) give();
+           return taken;
+         }).get();
 }
 
-TEST(ScopedLockTest, ReleaseGivesTheMutexUpOnceAndForAll) {
-  Mutex mutex;
-  const auto tryTake = [&mutex] {
-    const bool taken = mutex.TryLock();
-    if (taken) mutex.Unlock();
-    return taken;
-  };
+// A guard released early gives the lock up once and for all: when the lock is
+// then taken directly, the guard's destructor must leave it held.
+template <typename Guard, typename Lock, typename Take, typename Give>
+void ExpectEarlyReleaseIsFinal(Lock& lock, void (Guard::*release)(), Take take, Give give) {
+  const auto tryTake = [&] { return take(0); };
   {
-    ScopedLock lock(mutex);
-    EXPECT_TRUE(lock.IsLocked());
-    EXPECT_FALSE(FreeForAnotherThread(tryTake));
-    lock.Release();
-    EXPECT_FALSE(lock.IsLocked());
-    EXPECT_TRUE(FreeForAnotherThread(tryTake));
-    lock.Release();
-    // Taken again directly: the guard's destructor must leave it alone.
-    mutex.Lock();
+    Guard guard(lock);
+    EXPECT_TRUE(guard.IsLocked());
+    EXPECT_FALSE(FreeForAnotherThread(tryTake, give));
+    (guard.*release)();
+    EXPECT_FALSE(guard.IsLocked());
+    EXPECT_TRUE(FreeForAnotherThread(tryTake, give));
+    (guard.*release)();
+    ASSERT_TRUE(take(-1));
   }
-  EXPECT_FALSE(FreeForAnotherThread(tryTake));
-  mutex.Unlock();
-  EXPECT_TRUE(FreeForAnotherThread(tryTake));
+  EXPECT_FALSE(FreeForAnotherThread(tryTake, give));
+  give();
+  EXPECT_TRUE(FreeForAnotherThread(tryTake, give));
 }
 
-TEST(CkxCSTest, OwnerMayReenterAndOthersWaitOrGiveUp) {
+TEST(LockGuardTest, EarlyReleaseIsFinal) {
+  Mutex mutex;
+  ExpectEarlyReleaseIsFinal(
+      mutex, &ScopedLock::Release, [&](int wait) { return wait == 0 ? mutex.TryLock() : (mutex.Lock(), true); },
+      [&] { mutex.Unlock(); });
   Tillwork::CkxCS section;
-  const auto tryTake = [&section] {
-    const bool taken = section.Lock(0);
-    if (taken) section.Unlock();
-    return taken;
+  ExpectEarlyReleaseIsFinal(
+      section, &Tillwork::CkxSingleLock::Unlock, [&](int wait) { return section.Lock(wait); },
+      [&] { section.Unlock(); });
+  test::ScratchRoot root;
+  NamedMutex named("SoftwareUpdateProgressMutex");
+  ExpectEarlyReleaseIsFinal(
+      named, &NamedMutexLock::Release, [&](int wait) { return named.Lock(wait); }, [&] { named.Unlock(); });
+}
+
+TEST(LockGuardTest, CriticalSectionOwnerMayReenterAndOthersWaitOrGiveUp) {
+  Tillwork::CkxCS section;
+  const auto tryTake = [&](int wait) {
+    return FreeForAnotherThread([&] { return section.Lock(wait); }, [&] { section.Unlock(); });
   };
   ASSERT_TRUE(section.Lock(-1));
   ASSERT_TRUE(section.Lock(0));
-  EXPECT_FALSE(FreeForAnotherThread(tryTake));
-  EXPECT_FALSE(FreeForAnotherThread([&section] { return section.Lock(20); }));
+  EXPECT_FALSE(tryTake(0));
+  EXPECT_FALSE(tryTake(20));
   section.Unlock();
-  EXPECT_FALSE(FreeForAnotherThread(tryTake));
+  EXPECT_FALSE(tryTake(0));
   section.Unlock();
-  EXPECT_TRUE(FreeForAnotherThread(tryTake));
-}
-
-TEST(CkxSingleLockTest, UnlockGivesTheSectionUpOnceAndForAll) {
-  Tillwork::CkxCS section;
-  const auto tryTake = [&section] {
-    const bool taken = section.Lock(0);
-    if (taken) section.Unlock();
-    return taken;
-  };
-  {
-    Tillwork::CkxSingleLock lock(section);
-    EXPECT_TRUE(lock.IsLocked());
-    EXPECT_FALSE(FreeForAnotherThread(tryTake));
-    lock.Unlock();
-    EXPECT_FALSE(lock.IsLocked());
-    EXPECT_TRUE(FreeForAnotherThread(tryTake));
-    // Taken again directly: an extra unlock by the guard would free it.
-    ASSERT_TRUE(section.Lock(-1));
-  }
-  EXPECT_FALSE(FreeForAnotherThread(tryTake));
-  section.Unlock();
+  EXPECT_TRUE(tryTake(0));
 }
 
 }  // namespace

@@ -19,23 +19,9 @@ using test::RunInChild;
 
 const char kName[] = "SoftwareUpdateProgressMutex";
 
-// Whether a fresh object in another thread gets the mutex at once.
-bool FreeForAnotherThread() {
-  return std::async(std::launch::async, [] {
-           NamedMutex mutex(kName);
-           const bool taken = mutex.TryLock();
-           if (taken) mutex.Unlock();
-           return taken;
-         })
-      .get();
-}
-
-// Exit code 0 when a child process gets the mutex at once, 1 when it does not.
-int TakenByChild() {
-  return RunInChild([] {
-    NamedMutex mutex(kName);
-    return mutex.TryLock() ? 0 : 1;
-  });
+// Exit code 0 when a child process gets the mutex within `timeoutMs`, 1 when it does not.
+int TakenByChild(int32_t timeoutMs = 0) {
+  return RunInChild([timeoutMs] { return NamedMutex(kName).Lock(timeoutMs) ? 0 : 1; });
 }
 
 class NamedMutexTest : public ::testing::Test {
@@ -43,26 +29,23 @@ class NamedMutexTest : public ::testing::Test {
   test::ScratchRoot root_;
 };
 
-TEST_F(NamedMutexTest, RejectsEmptyNamesAndSlashes) {
+TEST_F(NamedMutexTest, LockFileIsOpenToAllUsersAndNamesAreChecked) {
+  NamedMutex mutex(kName);
+  struct stat status;
+  ASSERT_EQ(0, ::stat((root_ / "/var/tmp/brenmar/shared/kx_tal_osdep_NamedMutex_").append(kName).c_str(), &status));
+  EXPECT_EQ(0666u, status.st_mode & 0777u);
   EXPECT_THROW(NamedMutex(""), exception::InvalidArgument);
   EXPECT_THROW(NamedMutex("a/b"), exception::InvalidArgument);
 }
 
-TEST_F(NamedMutexTest, LockFileLiesInTheSharedDirectoryOpenToAllUsers) {
-  NamedMutex mutex(kName);
-  struct stat status;
-  ASSERT_EQ(0, ::stat((root_ / "/var/tmp/brenmar/shared/kx_tal_osdep_NamedMutex_").append(kName).c_str(),
-                      &status));
-  EXPECT_EQ(0666u, status.st_mode & 0777u);
-}
-
-TEST_F(NamedMutexTest, KeepsAnotherProcessOutUntilUnlocked) {
+TEST_F(NamedMutexTest, KeepsAnotherProcessOutUntilUnlockedInThisRootOnly) {
   NamedMutex mutex(kName);
   ASSERT_TRUE(mutex.Lock());
-  EXPECT_EQ(1, RunInChild([] {
-              NamedMutex mutex(kName);
-              return mutex.Lock(50) ? 0 : 1;
-            }));
+  EXPECT_EQ(1, TakenByChild(50));
+  {
+    test::ScratchRoot otherRoot;
+    EXPECT_EQ(0, TakenByChild());
+  }
   mutex.Unlock();
   EXPECT_EQ(0, TakenByChild());
 }
@@ -85,30 +68,24 @@ TEST_F(NamedMutexTest, IsFreeAgainWhenTheHoldingProcessIsKilled) {
   mutex.Unlock();
 }
 
-TEST_F(NamedMutexTest, AnotherSystemRootHasItsOwnMutex) {
-  NamedMutex mutex(kName);
-  ASSERT_TRUE(mutex.Lock());
-  {
-    test::ScratchRoot otherRoot;
-    EXPECT_EQ(0, TakenByChild());
-  }
-  EXPECT_EQ(1, TakenByChild());
-  mutex.Unlock();
-}
-
-TEST_F(NamedMutexTest, OwningThreadMayReenterThroughAnyObjectOfTheName) {
+TEST_F(NamedMutexTest, OnlyTheOwningThreadMayReenterOrUnlock) {
   NamedMutex mutex(kName);
   NamedMutex sameName(kName);
+  EXPECT_THROW(mutex.Unlock(), exception::InvalidOperation);
   ASSERT_TRUE(mutex.Lock());
-  ASSERT_TRUE(sameName.Lock(0));
+  ASSERT_TRUE(sameName.Lock(0));  // through any object of the name
   ASSERT_TRUE(mutex.TryLock());
   mutex.Unlock();
   sameName.Unlock();
-  EXPECT_FALSE(FreeForAnotherThread());
+  std::async(std::launch::async, [] {
+    NamedMutex fresh(kName);
+    EXPECT_THROW(fresh.Unlock(), exception::InvalidOperation);
+    EXPECT_FALSE(NamedMutexLock(fresh, 20).IsLocked());
+  }).get();
   EXPECT_EQ(1, TakenByChild());
   mutex.Unlock();
-  EXPECT_TRUE(FreeForAnotherThread());
   EXPECT_EQ(0, TakenByChild());
+  std::async(std::launch::async, [&mutex] { EXPECT_TRUE(NamedMutexLock(mutex, 0).IsLocked()); }).get();
 }
 
 TEST_F(NamedMutexTest, ThreadsOfOneProcessExcludeEachOther) {
@@ -127,33 +104,6 @@ TEST_F(NamedMutexTest, ThreadsOfOneProcessExcludeEachOther) {
   first.join();
   second.join();
   EXPECT_EQ(400, counter);
-}
-
-TEST_F(NamedMutexTest, OnlyTheOwningThreadMayUnlock) {
-  NamedMutex mutex(kName);
-  EXPECT_THROW(mutex.Unlock(), exception::InvalidOperation);
-  ASSERT_TRUE(mutex.Lock());
-  std::async(std::launch::async, [&mutex] {
-    EXPECT_THROW(mutex.Unlock(), exception::InvalidOperation);
-    NamedMutexLock timedOut(mutex, 20);
-    EXPECT_FALSE(timedOut.IsLocked());
-  }).get();
-  mutex.Unlock();
-}
-
-TEST_F(NamedMutexTest, ReleasedGuardLeavesALaterLockAlone) {
-  NamedMutex mutex(kName);
-  {
-    NamedMutexLock lock(mutex);
-    EXPECT_TRUE(lock.IsLocked());
-    EXPECT_FALSE(FreeForAnotherThread());
-    lock.Release();
-    EXPECT_FALSE(lock.IsLocked());
-    EXPECT_TRUE(FreeForAnotherThread());
-    ASSERT_TRUE(mutex.Lock());
-  }
-  EXPECT_FALSE(FreeForAnotherThread());
-  mutex.Unlock();
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <string>
 
 #include "kx/tal/exception/exception.h"
@@ -20,12 +19,9 @@ const char kMutex[] = "SoftwareUpdateProgressMutex";
 
 class SimpleSharedMemoryTest : public ::testing::Test {
  protected:
-  std::string RegionFile() const {
-    return root_ / (std::string("/var/tmp/brenmar/shared/") + kRegion);
-  }
   // Writes bytes straight into the region's file, as a stray writer would.
   void WriteIntoFile(const void* bytes, size_t count, off_t offset) const {
-    const int fd = ::open(RegionFile().c_str(), O_WRONLY);
+    const int fd = ::open((root_ / "/var/tmp/brenmar/shared/" + kRegion).c_str(), O_WRONLY);
     ASSERT_GE(fd, 0);
     EXPECT_EQ(static_cast<ssize_t>(count), ::pwrite(fd, bytes, count, offset));
     ::close(fd);
@@ -34,29 +30,10 @@ class SimpleSharedMemoryTest : public ::testing::Test {
   test::ScratchRoot root_;
 };
 
-TEST_F(SimpleSharedMemoryTest, NewRegionHoldsItsLengthAndEmptyText) {
-  SimpleSharedMemory region(kRegion, 5000);
-  EXPECT_EQ(5000u, region.Size());
-  EXPECT_EQ(kRegion, region.Name());
-  EXPECT_EQ("", region.ReadText());
-
-  // The file is the contract with the other process: length word, then data.
-  region.WriteText("abc");
-  const int fd = ::open(RegionFile().c_str(), O_RDONLY);
-  ASSERT_GE(fd, 0);
-  char bytes[8] = {};
-  EXPECT_EQ(8, ::pread(fd, bytes, sizeof bytes, 0));
-  EXPECT_EQ(5000, ::lseek(fd, 0, SEEK_END));
-  ::close(fd);
-  uint32_t length;
-  std::memcpy(&length, bytes, sizeof length);
-  EXPECT_EQ(5000u, length);
-  EXPECT_STREQ("abc", bytes + 4);
-}
-
 TEST_F(SimpleSharedMemoryTest, TwoProcessesSeeEachOthersText) {
   NamedMutex mutex(kMutex);
   SimpleSharedMemory region(kRegion, 5000, &mutex);
+  EXPECT_EQ("", region.ReadText());
   region.WriteText("<Current Percent=\"10\"/>");
   EXPECT_EQ(0, test::RunInChild([] {
               NamedMutex mutex(kMutex);
@@ -68,52 +45,42 @@ TEST_F(SimpleSharedMemoryTest, TwoProcessesSeeEachOthersText) {
   EXPECT_EQ("<Current Percent=\"20\"/>", region.ReadText());
 }
 
-TEST_F(SimpleSharedMemoryTest, OpeningWithAnotherLengthIsDetected) {
+TEST_F(SimpleSharedMemoryTest, LengthWordThatDisagreesIsDetected) {
   SimpleSharedMemory region(kRegion, 100);
   region.WriteText("kept");
   {
     // The file is long enough already, so it keeps the first opener's word.
     SimpleSharedMemory shorter(kRegion, 50);
-    EXPECT_THROW(shorter.CheckIntegrity(0), exception::SharedMemoryCorrupted);
     EXPECT_THROW(shorter.ReadText(), exception::SharedMemoryCorrupted);
   }
-  EXPECT_EQ("kept", region.ReadText());
-
   // A longer opener extends the file and writes its own word.
   SimpleSharedMemory longer(kRegion, 200);
   EXPECT_EQ("kept", longer.ReadText());
   EXPECT_THROW(region.CheckIntegrity(0), exception::SharedMemoryCorrupted);
-}
 
-TEST_F(SimpleSharedMemoryTest, CorruptedLengthWordIsDetected) {
-  SimpleSharedMemory region(kRegion, 5000);
-  const uint32_t wrongLength = 4999;
+  const uint32_t wrongLength = 199;  // as a stray writer would leave it
   WriteIntoFile(&wrongLength, sizeof wrongLength, 0);
-  EXPECT_THROW(region.CheckIntegrity(0), exception::SharedMemoryCorrupted);
-  EXPECT_THROW(region.ReadText(), exception::SharedMemoryCorrupted);
-  EXPECT_THROW(region.WriteText("x"), exception::SharedMemoryCorrupted);
+  EXPECT_THROW(longer.CheckIntegrity(0), exception::SharedMemoryCorrupted);
+  EXPECT_THROW(longer.ReadText(), exception::SharedMemoryCorrupted);
+  EXPECT_THROW(longer.WriteText("x"), exception::SharedMemoryCorrupted);
 }
 
-TEST_F(SimpleSharedMemoryTest, OffsetsOutsideTheDataAreRefused) {
-  SimpleSharedMemory region(kRegion, 64);
-  EXPECT_NO_THROW(region.CheckIntegrity(63));
-  EXPECT_THROW(region.CheckIntegrity(64), exception::BufferOverflow);
-  EXPECT_THROW(region.ReadText(64), exception::BufferOverflow);
-  EXPECT_THROW(region.WriteText("", 100), exception::BufferOverflow);
-  // The length word is not data.
-  EXPECT_THROW(region.ReadText(0), exception::InvalidArgument);
-  EXPECT_THROW(region.WriteText("x", 3), exception::InvalidArgument);
-}
-
-TEST_F(SimpleSharedMemoryTest, TextThatDoesNotFitLeavesTheRegionUnchanged) {
+TEST_F(SimpleSharedMemoryTest, NothingLeavesTheDataArea) {
   SimpleSharedMemory region(kRegion, 16);  // 12 data bytes: 11 characters and the NUL
+  EXPECT_NO_THROW(region.CheckIntegrity(15));
+  EXPECT_THROW(region.CheckIntegrity(16), exception::BufferOverflow);
+  EXPECT_THROW(region.ReadText(16), exception::BufferOverflow);
+  EXPECT_THROW(region.WriteText("", 100), exception::BufferOverflow);
+  EXPECT_THROW(region.ReadText(0), exception::InvalidArgument);  // the length word is not data
+  EXPECT_THROW(region.WriteText("x", 3), exception::InvalidArgument);
+  // Text that does not fit leaves the region unchanged; at the last byte only the NUL fits.
   region.WriteText("12345678901");
-  EXPECT_EQ("12345678901", region.ReadText());
   EXPECT_THROW(region.WriteText("123456789012"), exception::BufferOverflow);
   EXPECT_EQ("12345678901", region.ReadText());
-  // At the last byte only the NUL fits.
   region.WriteText("", 15);
   EXPECT_THROW(region.WriteText("x", 15), exception::BufferOverflow);
+  for (const char* name : {"a/b", ""}) EXPECT_THROW(SimpleSharedMemory(name, 100), exception::InvalidArgument);
+  EXPECT_THROW(SimpleSharedMemory(kRegion, 3), exception::InvalidArgument);
 }
 
 TEST_F(SimpleSharedMemoryTest, TextWithoutNulEndsAtTheRegionEnd) {
@@ -123,12 +90,6 @@ TEST_F(SimpleSharedMemoryTest, TextWithoutNulEndsAtTheRegionEnd) {
   WriteIntoFile(filler.data(), filler.size(), 4);
   EXPECT_EQ(filler, region.ReadText());
   EXPECT_EQ("xxxx", region.ReadText(4092));
-}
-
-TEST_F(SimpleSharedMemoryTest, RejectsBadNamesAndSizes) {
-  EXPECT_THROW(SimpleSharedMemory("a/b", 100), exception::InvalidArgument);
-  EXPECT_THROW(SimpleSharedMemory("", 100), exception::InvalidArgument);
-  EXPECT_THROW(SimpleSharedMemory(kRegion, 3), exception::InvalidArgument);
 }
 
 }  // namespace

@@ -18,21 +18,31 @@
 namespace kx::tal::osdep {
 namespace {
 
-// Reports the name the kernel shows for the thread that runs proc().
+// Reports the name the kernel shows for the thread that runs proc(), waits for
+// the test to open the gate, then returns 42 or throws.
 class NameReportingThread : public Thread {
  public:
   int proc() override {
-    const long tid = ::syscall(SYS_gettid);
-    std::ifstream comm("/proc/self/task/" + std::to_string(tid) + "/comm");
+    std::ifstream comm("/proc/self/task/" + std::to_string(::syscall(SYS_gettid)) + "/comm");
     std::getline(comm, shownName);
+    gate.wait();
+    if (shouldThrow) throw std::runtime_error("boom");
     return 42;
   }
+  std::shared_future<void> gate;
+  bool shouldThrow = false;
   std::string shownName;
 };
 
 TEST(ThreadTest, RunsProcUnderItsNameAndJoinReturnsTheResult) {
+  std::promise<void> open;
   NameReportingThread thread;
+  thread.gate = open.get_future().share();
+  EXPECT_THROW(thread.Join(), exception::InvalidOperation);
   thread.Start("orlaRestartSys");
+  EXPECT_TRUE(thread.IsRunning());
+  EXPECT_THROW(thread.Start("orlaRestartSys"), exception::InvalidOperation);
+  open.set_value();
   EXPECT_EQ(42, thread.Join());
   EXPECT_EQ("orlaRestartSys", thread.shownName);
   EXPECT_FALSE(thread.IsRunning());
@@ -41,79 +51,41 @@ TEST(ThreadTest, RunsProcUnderItsNameAndJoinReturnsTheResult) {
   thread.Start("orla-name-longer-than-fifteen");
   EXPECT_EQ(42, thread.Join());
   EXPECT_EQ("orla-name-longe", thread.shownName);
-  EXPECT_EQ("orla-name-longe", thread.Name());
-}
 
-// Runs until the test opens its gate.
-class GatedThread : public Thread {
- public:
-  explicit GatedThread(std::shared_future<void> gate) : gate_(std::move(gate)) {}
-  int proc() override {
-    gate_.wait();
-    return 7;
-  }
-
- private:
-  std::shared_future<void> gate_;
-};
-
-TEST(ThreadTest, IsRunningUntilProcReturnsAndCannotBeStartedTwice) {
-  std::promise<void> gate;
-  GatedThread thread(gate.get_future().share());
-  EXPECT_THROW(thread.Join(), exception::InvalidOperation);
-
-  thread.Start("orlaSignalSid");
-  EXPECT_TRUE(thread.IsRunning());
-  EXPECT_THROW(thread.Start("orlaSignalSid"), exception::InvalidOperation);
-  gate.set_value();
-  EXPECT_EQ(7, thread.Join());
-  EXPECT_FALSE(thread.IsRunning());
-}
-
-class ThrowingThread : public Thread {
- public:
-  int proc() override { throw std::runtime_error("boom"); }
-};
-
-TEST(ThreadTest, ExceptionFromProcIsLoggedAndGivesTheExceptionResult) {
+  // An exception from proc() is logged with the thread's name.
   std::string logged;
   SetLogCapture([&logged](uint32_t, const std::string& text) { logged += text; });
-  ThrowingThread thread;
+  thread.shouldThrow = true;
   thread.Start("orla-mDns");
   EXPECT_EQ(Thread::kExceptionResult, thread.Join());
   SetLogCapture(nullptr);
-  EXPECT_NE(std::string::npos, logged.find("orla-mDns"));
-  EXPECT_NE(std::string::npos, logged.find("boom"));
+  EXPECT_TRUE(logged.find("orla-mDns") != std::string::npos && logged.find("boom") != std::string::npos) << logged;
 }
 
-// proc() keeps running for a while after it has started; it touches only
-// state outside the object, as the base destructor may be waiting for it.
+// Sleeps, then sets a flag outside the object: the base destructor may be waiting for it.
 class SlowThread : public Thread {
  public:
-  SlowThread(std::atomic<bool>& started, std::atomic<bool>& finished)
-      : started_(started), finished_(finished) {}
+  explicit SlowThread(std::atomic<int>& stage) : stage_(stage) {}
   int proc() override {
-    std::atomic<bool>& finished = finished_;
-    started_.store(true);
+    std::atomic<int>& stage = stage_;
+    stage = 1;
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    finished.store(true);
+    stage = 2;
     return 0;
   }
 
  private:
-  std::atomic<bool>& started_;
-  std::atomic<bool>& finished_;
+  std::atomic<int>& stage_;
 };
 
 TEST(ThreadTest, DestructorWaitsForAThreadNotJoined) {
-  std::atomic<bool> started{false};
-  std::atomic<bool> finished{false};
+  std::atomic<int> stage{0};
   {
-    SlowThread thread(started, finished);
+    SlowThread thread(stage);
     thread.Start("orla-slow");
-    while (!started.load()) std::this_thread::yield();
+    while (stage == 0) std::this_thread::yield();
   }
-  EXPECT_TRUE(finished.load());
+  EXPECT_EQ(stage, 2);
 }
 
 }  // namespace
