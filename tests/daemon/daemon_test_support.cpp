@@ -1,0 +1,105 @@
+#include "tests/daemon/daemon_test_support.h"
+
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <vector>
+
+#include "platform/action_lock.h"
+
+extern char** environ;
+
+namespace kx::test {
+namespace fs = std::filesystem;
+
+namespace {
+
+void RunProgram(std::vector<std::string> words) {
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  pid_t pid = -1;
+  int status = -1;
+  if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0 ||
+      ::waitpid(pid, &status, 0) != pid || status != 0) {
+    throw std::runtime_error("failed: " + words[0]);
+  }
+}
+
+bool IsLeftOut(const std::string& path) {
+  static const char* const kLeftOut[] = {".syscfg-action", "mnt/userfs/.syscfg-action", ".kx-uploads", "tmp",
+                                         "var/tmp", "etc/brenmar/share/currentAction.xml",
+                                         "etc/brenmar/share/lastAction.xml", "etc/brenmar/share/log"};
+  for (const std::string prefix : kLeftOut) {
+    if (path == prefix || path.rfind(prefix + "/", 0) == 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string ReadFileText(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+std::string SampleFile(const std::string& name) { return ReadFileText(std::string(KX_SAMPLES_DIR) + "/" + name); }
+
+void InstallSampleRepository(const ScratchRoot& root) {
+  const std::string repository = root / "/var/local/kx/repository";
+  fs::create_directories(repository);
+  fs::copy(std::string(KX_SAMPLES_DIR) + "/repository", repository, fs::copy_options::recursive);
+  RunProgram({"tar", "-cf", repository + "/greeting-1.0/greeting.tar", "-C", repository + "/greeting-1.0/archive", "."});
+}
+
+void RequestUpdate(const std::string& actionId, const std::string& installCdf) {
+  std::string lockFile;
+  if (ObtainActionLock(actionId, "daemon test", lockFile) < 0) throw std::runtime_error("no lock for " + actionId);
+  std::ofstream(fs::path(lockFile).parent_path() / "install.cdf", std::ios::binary) << installCdf;
+}
+
+RootSnapshot SnapshotRoot(const ScratchRoot& root) {
+  RootSnapshot snapshot;
+  const fs::path base(root.Path());
+  for (auto entry = fs::recursive_directory_iterator(base); entry != fs::recursive_directory_iterator(); ++entry) {
+    const std::string path = fs::relative(entry->path(), base).string();
+    if (IsLeftOut(path)) {
+      if (entry->is_directory() && !entry->is_symlink()) entry.disable_recursion_pending();
+      continue;
+    }
+    struct stat info {};
+    ::lstat(entry->path().c_str(), &info);
+    std::ostringstream text;
+    text << std::oct << info.st_mode << std::dec << " " << info.st_uid << ":" << info.st_gid << " ";
+    if (S_ISLNK(info.st_mode)) {
+      text << "-> " << fs::read_symlink(entry->path()).string();
+    } else if (S_ISREG(info.st_mode)) {
+      text << ReadFileText(entry->path());
+    }
+    snapshot[path] = text.str();
+  }
+  return snapshot;
+}
+
+std::string Differences(const RootSnapshot& before, const RootSnapshot& after) {
+  std::string differences;
+  for (const auto& [path, entry] : before) {
+    const auto found = after.find(path);
+    if (found == after.end()) {
+      differences += "  gone: " + path + "\n";
+    } else if (found->second != entry) {
+      differences += "  changed: " + path + "\n";
+    }
+  }
+  for (const auto& [path, entry] : after) {
+    if (before.count(path) == 0) differences += "  new: " + path + "\n";
+  }
+  return differences;
+}
+
+}  // namespace kx::test

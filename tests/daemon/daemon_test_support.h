@@ -1,0 +1,32 @@
+#pragma once
+// Scratch controllers for the daemon tests: the sample repository, actions
+// handed to the daemon directly, and snapshots of the installed tree.
+
+#include <map>
+#include <string>
+
+#include "tests/support/scratch_root.h"
+
+namespace kx::test {
+
+// The sample repository of daemon/samples in "/var/local/kx/repository", its
+// archive packed with the tar program.
+void InstallSampleRepository(const ScratchRoot& root);
+// The text of a file of daemon/samples ("install-hello.cdf").
+std::string SampleFile(const std::string& name);
+
+// Takes the action lock for `actionId` (when not held yet) and places
+// "install.cdf" in its directory, as the SoftwareUpdate web method does.
+void RequestUpdate(const std::string& actionId, const std::string& installCdf);
+
+// Every entry below the root (type, mode, owner, content or link text), except
+// the action exchange, the temporary directories and the state files, which
+// change with every action whatever it does.
+using RootSnapshot = std::map<std::string, std::string>;
+RootSnapshot SnapshotRoot(const ScratchRoot& root);
+// The paths whose entries differ, for failure messages.
+std::string Differences(const RootSnapshot& before, const RootSnapshot& after);
+
+std::string ReadFileText(const std::string& path);
+
+}  // namespace kx::test
