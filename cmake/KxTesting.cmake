@@ -19,14 +19,25 @@ endif()
 # kx_program_path(<target> <variable>)
 # Sets <variable> to a path that a test can exec to start the program <target>: its own
 # file, or in a cross-compiled tree a script that starts it under the emulator (same
-# process: the script execs it, so signals and the exit status reach the test).
+# process: the script execs it, so signals and the exit status reach the test). The
+# emulator is started through a link named like the program, so that the kernel gives
+# the process the program's command name, which process look-ups compare.
 function(kx_program_path target variable)
   if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(${variable} "$<TARGET_FILE:${target}>" PARENT_SCOPE)
     return()
   endif()
-  set(command "exec")
-  foreach(word IN LISTS CMAKE_CROSSCOMPILING_EMULATOR)
+  get_target_property(name ${target} OUTPUT_NAME)
+  if(NOT name)
+    set(name ${target})
+  endif()
+  set(emulator ${CMAKE_CROSSCOMPILING_EMULATOR})
+  list(POP_FRONT emulator emulator_program)
+  set(link "${CMAKE_CURRENT_BINARY_DIR}/${target}.emulator/${name}")
+  file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/${target}.emulator")
+  file(CREATE_LINK "${emulator_program}" "${link}" SYMBOLIC)
+  set(command "exec '${link}'")
+  foreach(word IN LISTS emulator)
     string(APPEND command " '${word}'")
   endforeach()
   set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}.emulated")
