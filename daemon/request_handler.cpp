@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <string_view>
 
 #include "actions/exchange_paths.h"
 #include "actions/remove_dir_hierarchy.h"
@@ -94,9 +95,10 @@ bool RequestHandler::HandleNextRequest() {
     const std::string path = tal::JoinPath(directory, request.fileName);
     if (!tal::PathExists(path)) continue;
     const std::string actionId = ActionId(directory);
-    if (request.fileName == kPostActionRequest) {
+    const std::string_view name = request.fileName;
+    if (name == kPostActionRequest) {
       RunPostAction(path, actionId);
-    } else if (request.fileName == kInstallRequest) {
+    } else if (name == kInstallRequest) {
       StartStatusLog("Software update of action " + actionId);
       progress_.Start(actionId, request.actionType);
       const int32_t result = RunSoftwareUpdate(directory, progress_);

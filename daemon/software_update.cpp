@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <set>
+#include <string_view>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -64,12 +65,21 @@ PreparedUpdate Prepare(const UpdatePlan& plan, const std::string& scratchDirecto
 
 // The new "config.cdf" in the layout of the CDF writer. Its document writer is
 // not used: it insists that every FILENAME exists beside the package, which
-// holds in a repository but not for the record of what is installed.
+// holds in a repository but not for the record of what is installed. Empty
+// lines (in an ABSTRACT or INI text) are left out: InstalledComponents ends
+// its answer at the first one.
 std::string ConfigurationText(const std::vector<const Package*>& packages) {
   std::string body;
   for (const Package* package : packages) catalogue::cdf::WritePackage(body, *package, {});
-  return "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"" + catalogue::CdfDocumentVersion(packages) +
-         "\"?>\n<DEFINITION>\n" + body + "</DEFINITION>\n";
+  std::string text = "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"" + catalogue::CdfDocumentVersion(packages) +
+                     "\"?>\n<DEFINITION>\n";
+  for (size_t start = 0, end; start < body.size(); start = end + 1) {
+    end = body.find('\n', start);
+    if (end == std::string::npos) end = body.size();
+    const std::string_view line(body.data() + start, end - start);
+    if (!line.empty() && line != "\r") text.append(line).append("\n");
+  }
+  return text + "</DEFINITION>\n";
 }
 
 FileAttributes ConfigurationAttributes(const std::string& path) {
