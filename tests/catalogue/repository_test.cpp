@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "catalogue/legacy_packages.h"
 #include "catalogue/repository.h"
 #include "tests/support/scratch_root.h"
 
@@ -21,13 +22,6 @@ std::vector<std::string> Names(const Repository& repository) {
   return names;
 }
 
-template <class Entry>
-std::vector<std::string> Names(const QueryResult<Entry>& result) {
-  std::vector<std::string> names;
-  for (const Entry* entry : result.entries) names.push_back(entry->name);
-  return names;
-}
-
 }  // namespace
 
 TEST(RepositoryTest, Statuses) {
@@ -39,18 +33,11 @@ TEST(RepositoryTest, Statuses) {
   EXPECT_EQ(Repository(root / "/file").Load(), -8);
 
   Repository repository(root.Path());
-  EXPECT_EQ(repository.LoadDirectory("", false), -1);
-  EXPECT_EQ(repository.LoadDirectory(root / "/missing", false), -8);
-  EXPECT_EQ(repository.LoadUserComponents(), -8);
   EXPECT_EQ(repository.LoadFile(""), -1);
   EXPECT_EQ(repository.LoadFile("relative.cdf"), -8);
-  EXPECT_EQ(repository.LoadFile(root / "/missing.cdf"), -8);
+  EXPECT_EQ(repository.LoadOneDocument(root / "/missing.cdf"), -8);
   EXPECT_EQ(repository.LoadText("<DEFINITION/>", "/d", "/d/x.cdf"), 1);
   EXPECT_EQ(repository.LoadText(Cdf(Softpkg("A"), "8.0"), "/d", "/d/x.cdf"), -11);
-  EXPECT_TRUE(repository.Packages().empty());
-
-  EXPECT_EQ(repository.Load(), 0);
-  EXPECT_TRUE(repository.IsLoaded());
   EXPECT_TRUE(repository.Packages().empty());
 }
 
@@ -67,13 +54,13 @@ TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
   root.WriteFile("/cat/User Components/u.cdf", Cdf(Softpkg("U")));
   Repository repository(root / "/cat");
   ASSERT_EQ(repository.Load(), 0);
+  EXPECT_TRUE(repository.IsLoaded());
   EXPECT_EQ(Names(repository), (std::vector<std::string>{"A", "B", "D", "D"}));
   EXPECT_EQ(repository.Packages()[2]->cdfFile, root / "/cat/g.cdf");
   EXPECT_EQ(repository.Packages()[3]->cdfFile, root / "/cat/h.cdf");
   EXPECT_EQ(repository.Packages()[3]->sourcePath, root / "/cat");
   EXPECT_EQ(repository.Stacks().size(), 1u);
   EXPECT_EQ(repository.Sections().size(), 1u);
-
   EXPECT_EQ(repository.LoadUserComponents(), 0);
   EXPECT_EQ(Names(repository).back(), "U");
 }
@@ -81,8 +68,7 @@ TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
 TEST(RepositoryTest, FirstLoadedTypeDecidesUnlessHiddenAndAnotherIsVisible) {
   const struct { const char* first; const char* second; ComponentType expected; } cases[] = {
       {"HIDDEN", "VISIBLE", ComponentType::kVisible}, {"HIDDEN", "SYSTEM", ComponentType::kHidden},
-      {"HIDDEN", "HIDDEN", ComponentType::kHidden},   {"SYSTEM", "VISIBLE", ComponentType::kSystem},
-      {"STARTUP", "HIDDEN", ComponentType::kStartup}, {"VISIBLE", "HIDDEN", ComponentType::kVisible},
+      {"SYSTEM", "VISIBLE", ComponentType::kSystem},  {"VISIBLE", "HIDDEN", ComponentType::kVisible},
   };
   for (const auto& c : cases) {
     kx::test::ScratchRoot root;
@@ -124,42 +110,44 @@ TEST(RepositoryTest, ReloadStartsAfreshButKeepsAddonsAndVisibility) {
   EXPECT_TRUE(joined.items[1].component.name == "B" && joined.items[1].addonGroup == 1 && !joined.items[1].selected);
 }
 
-TEST(RepositoryTest, SupportedEntriesLoadTheCatalogueWhenNeeded) {
+// The built-in package texts are loaded when their marker file exists, with the
+// payload directory put in for "[[DIR]]"; the texts stay as they are, flaws and all.
+TEST(RepositoryTest, LegacyPackagesOnlyWithTheirMarker) {
+  const struct {
+    std::vector<int> markers;
+    std::vector<std::string> expected;  // name and version of each package, in load order
+  } cases[] = {
+      {{}, {}},
+      {{1}, {"PharLap 10.3"}},
+      {{2, 0}, {"{E6108D44-DB8E-420B-843F-E94A2E161D91} 2.6.0", "PharLap 10.4"}},
+  };
+  for (const auto& c : cases) {
+    kx::test::ScratchRoot root;
+    root.WriteFile("/cat/readme.txt", "");
+    for (int marker : c.markers) {
+      const LegacyPackage& legacy = kLegacyPackages[marker];
+      root.WriteFile("/cat/" + std::string(legacy.payloadDirectory) + "/" + legacy.markerFile, "");
+    }
+    Repository repository(root / "/cat");
+    ASSERT_EQ(repository.Load(), 0);
+    std::vector<std::string> loaded;
+    for (const auto& package : repository.Packages()) loaded.push_back(package->name + " " + package->version.text);
+    EXPECT_EQ(loaded, c.expected);
+  }
+
   kx::test::ScratchRoot root;
-  root.WriteFile("/cat/1.cdf", Cdf(Softpkg("P1", "VISIBLE", "<IMPLEMENTATION><PROCESSOR VALUE=\"5A10\"/></IMPLEMENTATION>") +
-                                   Softpkg("P2", "HIDDEN") +
-                                   Softpkg("P3", "VISIBLE", "<IMPLEMENTATION><PROCESSOR VALUE=\"5B20\"/></IMPLEMENTATION>") +
-                                   "<STACK NAME=\"S1\" OPKGSYSTEM=\"YES\"/><STACK NAME=\"S2\"><PROCESSOR VALUE=\"5B20\"/></STACK>"));
+  root.WriteFile("/cat/Utilities/BIOS Updater/10.3/update5A10.rts", "");
   Repository repository(root / "/cat");
-  const auto visible = repository.SupportedPackages("5A10", "", "", false);
-  EXPECT_TRUE(repository.IsLoaded());
-  EXPECT_EQ(visible.status, 0);
-  EXPECT_EQ(Names(visible), (std::vector<std::string>{"P1"}));
-  EXPECT_EQ(Names(repository.SupportedPackages("5A10", "", "", true)), (std::vector<std::string>{"P1", "P2"}));
-  EXPECT_EQ(Names(repository.SupportedStacks("5A10")), (std::vector<std::string>{"S1"}));
-  const auto stacks = repository.SupportedStacks();
-  EXPECT_EQ(Names(stacks), (std::vector<std::string>{"S1", "S2"}));
-  EXPECT_TRUE(BlocksSoftwareUpdate(*stacks.entries.front()));
-  EXPECT_FALSE(BlocksSoftwareUpdate(*stacks.entries.back()));
+  ASSERT_EQ(repository.Load(), 0);
+  ASSERT_EQ(repository.Packages().size(), 1u);
+  const Package& updater = *repository.Packages().front();
+  const std::string payload = root / "/cat/Utilities/BIOS Updater/10.3";
+  EXPECT_TRUE(updater.type == ComponentType::kSystem && updater.sourcePath == payload && updater.cdfFile.empty());
+  ASSERT_TRUE(updater.codebases.size() == 1 && updater.mergeIni.size() == 1);
+  EXPECT_EQ(updater.codebases[0].fileName, payload + "/5A10/flashupd.exe");
+  EXPECT_EQ(updater.mergeIni[0].text, "[STARTUP]\nMainExe=/kx-rt/system/flashupd.exe\n");
 
-  Repository missing(root / "/missing");
-  EXPECT_EQ(missing.SupportedStacks().status, -17);
-}
-
-TEST(RepositoryTest, InstalledConfigurationIsOneDocument) {
-  kx::test::ScratchRoot root;
-  root.WriteFile("/share/config.cdf", Cdf(Softpkg("{217664c0-3392-4b49-a504-a9d4807906ca}") + "<STACK NAME=\"S\"/>"));
-  root.WriteFile("/share/other.cdf", Cdf(Softpkg("Other") + "<STACK NAME=\"T\"/>"));
-  Repository installed(root / "/share");
-  ASSERT_EQ(installed.LoadOneDocument(root / "/share/config.cdf"), 0);
-  EXPECT_NE(installed.FindPackage(kSafeModeComponent), nullptr);
-  EXPECT_EQ(installed.FindPackage("Other"), nullptr);
-  EXPECT_EQ(Names(installed.SupportedStacks()), (std::vector<std::string>{"S"}));
-
-  Repository absent(root / "/share");
-  EXPECT_EQ(absent.LoadOneDocument(root / "/share/absent.cdf"), -8);
-  EXPECT_FALSE(absent.IsLoaded());
-  const auto stacks = absent.SupportedStacks();
-  EXPECT_EQ(stacks.status, -8) << "the document is read again, not the directory";
-  EXPECT_TRUE(stacks.entries.empty());
+  EXPECT_NE(std::string(kLegacyPackages[0].text).find("TYPE=\"HIDDEN\"<TITLE>"), std::string::npos);
+  EXPECT_EQ(ReplaceDirectoryPlaceholder("[[DIR]]/a [[DIR]]/b", "/x"), "/x/a /x/b");
+  EXPECT_EQ(ReplaceDirectoryPlaceholder("[[DIR]]/a", "/[[DIR]]"), "/[[DIR]]/a");
 }
