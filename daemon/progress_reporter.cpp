@@ -83,6 +83,8 @@ void ProgressReporter::Finish(int32_t result) {
   }
 }
 
+void ProgressReporter::AwaitRequestWriters() { tal::osdep::NamedMutexLock lock(mutex_); }
+
 void ProgressReporter::Record(const std::string& actionId, const std::string& actionType, int32_t result) {
   actionId_ = actionId;
   actionType_ = actionType;

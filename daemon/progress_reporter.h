@@ -27,6 +27,10 @@ class ProgressReporter {
   void Update(int percent, const std::string& step);
   // Writes the <Last …/> line and clears the current action.
   void Finish(int32_t result);
+  // Takes and gives back the progress mutex. The plug-in writes its request
+  // files under it, so a request file seen before is complete afterwards.
+  void AwaitRequestWriters();
+
   // Start and Finish at once, for a request answered without work.
   void Record(const std::string& actionId, const std::string& actionType, int32_t result);
 

@@ -94,6 +94,7 @@ bool RequestHandler::HandleNextRequest() {
   for (const Request& request : kRequests) {
     const std::string path = tal::JoinPath(directory, request.fileName);
     if (!tal::PathExists(path)) continue;
+    progress_.AwaitRequestWriters();
     const std::string actionId = ActionId(directory);
     const std::string_view name = request.fileName;
     if (name == kPostActionRequest) {
