@@ -106,11 +106,17 @@ int32_t Apply(const std::string& actionDirectory, const UpdatePlan& plan, const 
   try {
     for (const PackageWork& work : prepared.removals) {
       advance("Removing " + Describe(*work.package));
-      for (const FileOperation& operation : work.operations) RunOperation(transaction, operation);
+      for (const FileOperation& operation : work.operations) {
+        StopWhenAsked();
+        RunOperation(transaction, operation);
+      }
     }
     for (const PackageWork& work : prepared.installs) {
       advance("Installing " + Describe(*work.package));
-      for (const FileOperation& operation : work.operations) RunOperation(transaction, operation);
+      for (const FileOperation& operation : work.operations) {
+        StopWhenAsked();
+        RunOperation(transaction, operation);
+      }
     }
     advance("Writing the configuration");
     transaction.WriteText(paths.configuration, ConfigurationText(plan.configuration),

@@ -93,14 +93,19 @@ Transaction::Transaction(Paths paths) : paths_(std::move(paths)) {
   const std::string journal = JournalPath(paths_);
   journal_ = ::open(journal.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
   if (journal_ < 0) Fail("cannot create", journal);
-  AppendDurably(journal_, "", journal);
-  SyncDirectory(paths_.directory);
-  if (LStat(paths_.configuration, info)) {
-    CopyEntry(paths_.configuration, paths_.marker);
-  } else {
-    ReplaceFileWithText(paths_.marker, "", FileAttributes{});
+  try {
+    AppendDurably(journal_, "", journal);
+    SyncDirectory(paths_.directory);
+    if (LStat(paths_.configuration, info)) {
+      CopyEntry(paths_.configuration, paths_.marker);
+    } else {
+      ReplaceFileWithText(paths_.marker, "", FileAttributes{});
+    }
+    SyncDirectory(tal::DirectoryPart(paths_.marker));
+  } catch (...) {
+    ::close(journal_);
+    throw;
   }
-  SyncDirectory(tal::DirectoryPart(paths_.marker));
   ReachedStep();
 }
 
