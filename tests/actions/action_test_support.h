@@ -1,9 +1,10 @@
 #pragma once
 // Helpers shared by the actions tests.
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,9 +15,7 @@ namespace kx::test {
 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 // Records what is logged while it lives, with the given log mask; restores the
@@ -36,10 +35,7 @@ class LogRecorder {
   }
   bool Logged(uint32_t bit, const std::string& text) {
     std::lock_guard<std::mutex> guard(lock_);
-    for (const auto& line : lines_) {
-      if (line.first == bit && line.second == text) return true;
-    }
-    return false;
+    return std::find(lines_.begin(), lines_.end(), std::make_pair(bit, text)) != lines_.end();
   }
 
  private:
