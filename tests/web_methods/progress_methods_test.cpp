@@ -6,7 +6,6 @@
 
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
-#include "kx/tal/path.h"
 #include "plugin/progress_state.h"
 #include "tests/web_methods/web_method_fixture.h"
 
@@ -18,6 +17,7 @@ constexpr char kLastFile[] = "/etc/brenmar/share/lastAction.xml";
 constexpr char kCurrent[] = "<Current Id=\"A1\" ActionType=\"SoftwareUpdate\" Percent=\"40\" Step=\"copy\"/>";
 constexpr char kLast[] = "<Last Id=\"A0\" ActionType=\"Format\" StopTime=\"t\" Result=\"0\"/>";
 
+// The whole answer, without a line end after the last line.
 std::string ProgressAnswer(const std::string& inner) {
   return std::string(kXmlDeclaration) + "<Progress>\n" + inner + "</Progress>";
 }
@@ -28,15 +28,14 @@ void WriteRegionFromChild(const std::string& text) {
   const pid_t child = ::fork();
   ASSERT_NE(child, -1);
   if (child == 0) {
-    int status = 1;
     try {
       tal::osdep::NamedMutex mutex(plugin::kProgressMutexName);
       tal::osdep::SimpleSharedMemory region(plugin::kProgressRegionName, plugin::kProgressRegionSize, &mutex);
       region.WriteText(text);
-      status = 0;
+      ::_exit(0);
     } catch (...) {
     }
-    ::_exit(status);
+    ::_exit(1);
   }
   int status = -1;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
@@ -55,59 +54,54 @@ INSTANTIATE_TEST_SUITE_P(Modes, ProgressTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "SafeMode" : "RunMode"; });
 
 TEST_P(ProgressTest, PingReportsVersionAndMode) {
-  const std::string mode = GetParam() ? "1" : "0";
   const webruntime::MemoryRequest reply = Run("Ping");
   EXPECT_EQ(reply.status, 200);
   EXPECT_EQ(reply.mimeType, "text/xml");
-  EXPECT_EQ(reply.output, std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"" + mode + "\" />\n");
+  const auto ping = [](const char* mode) {
+    return std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"" + mode + "\" />\n";
+  };
+  EXPECT_EQ(reply.output, ping(GetParam() ? "1" : "0"));
   root.WriteFile("/tmp/kx_system_state", "Install Mode");
-  EXPECT_EQ(Run("Ping").output, std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"1\" />\n");
+  EXPECT_EQ(Run("Ping").output, ping("1"));
 }
 
-TEST_P(ProgressTest, NothingPublished) {
+// The current action comes from currentAction.xml, or else from the region the
+// daemon writes; the last action is appended from lastAction.xml.
+TEST_P(ProgressTest, CurrentActionFromTheFileOrElseTheRegion) {
   const webruntime::MemoryRequest reply = Run("Progress");
   EXPECT_EQ(reply.status, 200);
   EXPECT_EQ(reply.mimeType, "text/xml");
   EXPECT_EQ(reply.output, ProgressAnswer("<Current/>\n"));
-}
 
-TEST_P(ProgressTest, CurrentActionFileWinsOverTheRegion) {
+  WriteRegionFromChild(std::string(kCurrent) + " \n");
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(kCurrent));
+  root.WriteFile(kCurrentFile, " \n\t\n");  // white space only counts as empty
+  root.WriteFile(kLastFile, kLast);
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
+
   WriteRegionFromChild("<Current Id=\"stale\"/>");
   root.WriteFile(kCurrentFile, std::string(kCurrent) + "\n \t\r\n");
   root.WriteFile(kLastFile, std::string(kLast) + "\n");
   EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
-}
 
-TEST_P(ProgressTest, RegionWrittenByAnotherProcess) {
-  WriteRegionFromChild(std::string(kCurrent) + " \n");
-  EXPECT_EQ(Run("Progress").output, ProgressAnswer(kCurrent));
-  // A current action file of white space only counts as empty.
-  root.WriteFile(kCurrentFile, " \n\t\n");
-  root.WriteFile(kLastFile, kLast);
-  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
+  std::filesystem::remove(root / kCurrentFile);
+  plugin::SetProgressRegion(nullptr);
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string("<Current/>\n") + kLast));
 }
 
 TEST_P(ProgressTest, UnreadableSourcesFailWithResultAnswer) {
-  const std::string failed = std::string(kXmlDeclaration) + "<Progress Result=\"-2147214096\"/>";
   // A length word that does not match the region's size.
   FILE* file = std::fopen((root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem").c_str(), "r+b");
   ASSERT_NE(file, nullptr);
   const uint32_t wrongLength = 4999;
   ASSERT_EQ(std::fwrite(&wrongLength, sizeof wrongLength, 1, file), 1u);
   std::fclose(file);
-  webruntime::MemoryRequest reply = Run("Progress");
+  const webruntime::MemoryRequest reply = Run("Progress");
   EXPECT_EQ(reply.status, 200);
-  EXPECT_EQ(reply.output, failed);
-
+  EXPECT_EQ(reply.output, Answer("Progress", kSaveFailed));
   // A current action file that cannot be read is not skipped.
   std::filesystem::create_directories(root / kCurrentFile);
-  EXPECT_EQ(Run("Progress").output, failed);
-}
-
-TEST_P(ProgressTest, NoRegion) {
-  plugin::SetProgressRegion(nullptr);
-  root.WriteFile(kLastFile, kLast);
-  EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string("<Current/>\n") + kLast));
+  EXPECT_EQ(Run("Progress").output, Answer("Progress", kSaveFailed));
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "kx/tal/log.h"
 #include "platform/action_lock.h"
 #include "tests/actions/action_test_support.h"
-#include "tests/web_methods/named_process.h"
+#include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 
 namespace kx::test {
@@ -20,31 +20,11 @@ using webruntime::StoredUpload;
 const std::string kCommand = "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"YES\"/>";
 const std::string kCatalogue = kCommand + "\n<DEFINITION><SOFTPKG NAME=\"{1}\" VERSION=\"1.0\"/></DEFINITION>\n";
 
-std::string Answer(int32_t result) {
-  return std::string(kXmlDeclaration) + "<SoftwareUpdate Result=\"" + std::to_string(result) + "\"/>";
-}
-
 class SoftwareUpdateTest : public WebMethodTest {
  protected:
-  // The action "A1" begun as BeginAction does; its directory.
-  std::string Begin() const {
-    std::string record;
-    EXPECT_EQ(ObtainActionLock("A1", "", record), 0);
-    return actions::CurrentActionDirectory();
+  MemoryRequest Update(std::string body, bool uploadList = false, std::vector<StoredUpload> uploads = {}) const {
+    return Run("SoftwareUpdate", {}, std::move(body), uploadList, std::move(uploads));
   }
-
-  MemoryRequest Update(std::string body, bool uploadList = false,
-                       std::vector<StoredUpload> uploads = {}) const {
-    MemoryRequest request;
-    request.body = std::move(body);
-    request.uploadList = uploadList;
-    request.uploads = std::move(uploads);
-    webruntime::RequestRegistration registration(request);
-    webruntime::WebRequest object("/swinstall/SoftwareUpdate", "SoftwareUpdate");
-    plugin::PluginRun(&object, registration.Handle());
-    return request;
-  }
-
   // A file stored the way the host stores an upload.
   StoredUpload Upload(const std::string& name, const std::string& content) const {
     root.WriteFile("/.kx-uploads/" + name, content);
@@ -52,76 +32,51 @@ class SoftwareUpdateTest : public WebMethodTest {
   }
 };
 
-TEST_F(SoftwareUpdateTest, BodyBecomesInstallCdf) {
-  const std::string directory = Begin();
-  const MemoryRequest reply = Update(kCatalogue);
-  EXPECT_EQ(reply.output, Answer(0));
-  EXPECT_EQ(reply.mimeType, "text/xml");
-  EXPECT_EQ(ReadFile(directory + "install.cdf"), kCatalogue);
-  EXPECT_TRUE(plugin::RestartThread().IsRunning());
-}
-
-TEST_F(SoftwareUpdateTest, TheOneUploadIsMovedToInstallCdf) {
-  const std::string directory = Begin();
-  const StoredUpload upload = Upload("u1", "<DEFINITION/>\n");
-  const MemoryRequest reply = Update(kCommand, true, {upload});
-  EXPECT_EQ(reply.output, Answer(0));
-  EXPECT_EQ(ReadFile(directory + "install.cdf"), "<DEFINITION/>\n");
-  EXPECT_FALSE(fs::exists(upload.localPath));
-}
-
 TEST_F(SoftwareUpdateTest, RefusalsLeaveTheActionDirectoryAsItWas) {
   const std::string directory = Begin();
-  struct Row {
+  const struct {
     const char* what;
     std::string body;
     bool uploadList;
     int uploads;
     int32_t result;
   } rows[] = {
-      {"another action's ID", "<WSACTIONCOMMAND NAME=\"A2\"/>", false, 0, int32_t(0x800407E2u)},
-      {"no action command", "<DEFINITION/>", false, 0, int32_t(0x800407E2u)},
-      {"empty body", "", false, 0, int32_t(0x800407E2u)},
-      {"upload form without files", kCatalogue, true, 0, int32_t(0x80070057u)},
-      {"two uploads", kCatalogue, true, 2, int32_t(0x80070057u)},
-      {"AUTOREBOOT NO in run mode", "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>", false, 0,
-       int32_t(0x80004005u)},
-      {"64 MB body", kCatalogue + std::string(64u << 20, ' '), false, 0, int32_t(0x80070057u)},
-      {"body not UTF-8", kCatalogue + "\xff\xfe", false, 0, int32_t(0x80070057u)},
+      {"another action's ID", "<WSACTIONCOMMAND NAME=\"A2\"/>", false, 0, kNotLockHolder},
+      {"no action command", "<DEFINITION/>", false, 0, kNotLockHolder},
+      {"empty body", "", false, 0, kNotLockHolder},
+      {"upload form without files", kCatalogue, true, 0, kInvalidArgument},
+      {"two uploads", kCatalogue, true, 2, kInvalidArgument},
+      {"AUTOREBOOT NO in run mode", "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>", false, 0, kFail},
+      {"64 MB body", kCatalogue + std::string(64u << 20, ' '), false, 0, kInvalidArgument},
+      {"body not UTF-8", kCatalogue + "\xff\xfe", false, 0, kInvalidArgument},
   };
   LogRecorder log(tal::logmask::kError2);
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     std::vector<StoredUpload> uploads;
     for (int i = 0; i < row.uploads; ++i) uploads.push_back(Upload("u" + std::to_string(i), kCatalogue));
     const MemoryRequest reply = Update(row.body, row.uploadList, uploads);
-    EXPECT_EQ(reply.output, Answer(row.result)) << row.what;
+    EXPECT_EQ(reply.output, Answer("SoftwareUpdate", row.result)) << row.what;
     EXPECT_EQ(reply.status, 200) << row.what;
     EXPECT_FALSE(fs::exists(directory + "install.cdf")) << row.what;
   }
   EXPECT_TRUE(log.Logged(tal::logmask::kError2, "install.cdf information not found in POST data"));
   EXPECT_EQ(HasActionLock("A1"), 1);
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
-}
 
-TEST_F(SoftwareUpdateTest, UnwritableInstallCdfAnswers0x80041CF0) {
-  fs::create_directory(Begin() + "install.cdf");
-  EXPECT_EQ(Update(kCatalogue).output, Answer(int32_t(0x80041CF0u)));
+  fs::create_directory(directory + "install.cdf");
+  EXPECT_EQ(Update(kCatalogue).output, Answer("SoftwareUpdate", kSaveFailed));
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
 }
 
-TEST_F(SoftwareUpdateTest, OnlyTheExactNoKeepsRunModeFromRestarting) {
-  Begin();
-  EXPECT_EQ(Update("<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"no\"/>").output, Answer(0));
-  EXPECT_EQ(Update("<WSACTIONCOMMAND NAME=\"A1\"/>").output, Answer(0));
-}
-
-TEST_F(SoftwareUpdateTest, LeftoverConfigOldIsOnlyLogged) {
+// Only the exact "NO" keeps run mode from restarting; a leftover config.old is only logged.
+TEST_F(SoftwareUpdateTest, RunModeRules) {
   root.WriteFile("/etc/brenmar/share/config.old", "");
   const std::string directory = Begin();
   LogRecorder log(tal::logmask::kError2);
-  EXPECT_EQ(Update(kCatalogue).output, Answer(0));
+  EXPECT_EQ(Update("<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"no\"/>").output, Answer("SoftwareUpdate", 0));
+  EXPECT_EQ(Update(kCatalogue).output, Answer("SoftwareUpdate", 0));
+  EXPECT_EQ(ReadFile(directory + "install.cdf"), kCatalogue);
   EXPECT_TRUE(log.Logged(tal::logmask::kError2, "Config.old found on the target: Error during last installation"));
-  EXPECT_TRUE(fs::exists(directory + "install.cdf"));
 }
 
 TEST_F(SoftwareUpdateTest, SafeModeSoftwareEndsTheActionAsRefused) {
@@ -129,7 +84,7 @@ TEST_F(SoftwareUpdateTest, SafeModeSoftwareEndsTheActionAsRefused) {
                  "<?CDF VERSION=\"5.0\"?><DEFINITION><SOFTPKG NAME=\"{217664c0-3392-4b49-a504-a9d4807906ca}\" "
                  "VERSION=\"1.0\"></SOFTPKG></DEFINITION>");
   Begin();
-  EXPECT_EQ(Update(kCatalogue).output, Answer(int32_t(0x800407FBu)));
+  EXPECT_EQ(Update(kCatalogue).output, Answer("SoftwareUpdate", int32_t(0x800407FBu)));
   EXPECT_THAT(ReadFile(root / "/etc/brenmar/share/lastAction.xml"),
               testing::MatchesRegex("<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" StopTime=\"[^\"]+\" "
                                     "Result=\"-2147219461\"/>\n"));
@@ -142,10 +97,10 @@ TEST_F(SoftwareUpdateTest, SafeModeNeedsTheDaemonWhateverAutoReboot) {
   EnterSafeMode();
   const std::string directory = Begin();
   const std::string noReboot = "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>";
-  EXPECT_EQ(Update(noReboot).output, Answer(int32_t(0x80004005u)));
+  EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", kFail));
   {
-    NamedProcess daemon(root.Path(), actions::kDaemonProcessName);
-    EXPECT_EQ(Update(noReboot).output, Answer(0));
+    NamedProcess daemon(actions::kDaemonProcessName);
+    EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", 0));
   }
   EXPECT_EQ(ReadFile(directory + "install.cdf"), noReboot);
   EXPECT_EQ(directory, root / "/mnt/userfs/.syscfg-action/A1/");

@@ -8,11 +8,10 @@
 
 #include "actions/exchange_paths.h"
 #include "actions/process_finder.h"
-#include "ini/ini_document.h"
 #include "kx/tal/log.h"
 #include "platform/action_lock.h"
 #include "tests/actions/action_test_support.h"
-#include "tests/web_methods/named_process.h"
+#include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 
 namespace kx::test {
@@ -20,15 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int32_t kInvalidArgument = int32_t(0x80070057u);
-constexpr int32_t kNotAllowed = int32_t(0x80004005u);
-constexpr int32_t kNotLockHolder = int32_t(0x800407E2u);
 constexpr int32_t kCorruptImage = int32_t(0x800407CDu);
-constexpr int32_t kFormatNotAllowed = int32_t(0x800407F0u);
-
-std::string Answer(const std::string& method, int32_t result) {
-  return std::string(kXmlDeclaration) + "<" + method + " Result=\"" + std::to_string(result) + "\"/>";
-}
 
 std::string ImageAnswer(int32_t result) {
   return std::string(kXmlDeclaration) + "<GetSystemImage Result=\"" + std::to_string(result) +
@@ -46,22 +37,8 @@ Form FormatForm(const std::string& options, const std::string& id = "A1") {
   return {{"ActionID", id}, {"Timeout", "1000"}, {"Options", options}};
 }
 
-std::string IniText(const std::string& path, const char* section, const char* key) {
-  ini::Document document;
-  std::string value = "<unread>";
-  if (document.Load(path) == 0) document.GetText(section, key, value);
-  return value;
-}
-
 class SystemImageTest : public WebMethodTest {
  protected:
-  // The action "A1" begun as BeginAction does; its directory.
-  std::string Begin() const {
-    std::string record;
-    EXPECT_EQ(ObtainActionLock("A1", "", record), 0);
-    return actions::CurrentActionDirectory();
-  }
-
   // A gzip file made by gzip itself, then cut to `keep` bytes or extended by `append`.
   void MakeGzip(const std::string& path, long keep = -1, const std::string& append = "") const {
     root.WriteFile("/gz/image", std::string(100000, 'x'));
@@ -71,39 +48,22 @@ class SystemImageTest : public WebMethodTest {
   }
 };
 
-TEST_F(SystemImageTest, GetSystemImageInRunMode) {
-  const std::string directory = Begin();
-  const webruntime::MemoryRequest reply =
-      Run("GetSystemImage", GetImage("/data/a\t/.syscfg-action/A1/x\n\r\nrel"));
-  EXPECT_EQ(reply.output, ImageAnswer(0));
-  EXPECT_EQ(ReadFile(directory + "GetSystemImageBlacklist"), "data/a\n.syscfg-action/A1/x\nel\n");
-  const std::string ini = directory + "getimage.ini";
-  EXPECT_EQ(IniText(ini, "GetImage", "Options"), "5");
-  EXPECT_EQ(IniText(ini, "GetImage", "ImagePath"), directory + "SystemImage.tgz");
-  EXPECT_EQ(IniText(ini, "GetImage", "BlackListPath"), "/mnt/userfs/.syscfg-action/A1/GetSystemImageBlacklist");
-  EXPECT_TRUE(plugin::RestartThread().IsRunning());
-}
-
-TEST_F(SystemImageTest, GetSystemImageInSafeModeNeedsNoDaemon) {
-  EnterSafeMode();
-  const std::string directory = Begin();
-  EXPECT_EQ(Run("GetSystemImage", GetImage("/mnt/userfs/data/a")).output, ImageAnswer(0));
-  EXPECT_EQ(ReadFile(directory + "GetSystemImageBlacklist"), "data/a\n");
-  EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "BlackListPath"),
-            directory + "GetSystemImageBlacklist");
-}
-
-TEST_F(SystemImageTest, GetSystemImageWithoutBlacklistOrLock) {
+TEST_F(SystemImageTest, GetSystemImageWritesBlacklistAndRequestFile) {
   const std::string directory = Begin();
   EXPECT_EQ(Run("GetSystemImage", GetImage("", "A2")).output, ImageAnswer(kNotLockHolder));
   EXPECT_FALSE(fs::exists(directory + "getimage.ini"));
   EXPECT_EQ(Run("GetSystemImage", GetImage("")).output, ImageAnswer(0));
   EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "BlackListPath"), "");
   EXPECT_FALSE(fs::exists(directory + "GetSystemImageBlacklist"));
-}
 
-TEST_F(SystemImageTest, TenThousandBlacklistedPaths) {
-  const std::string directory = Begin();
+  EXPECT_EQ(Run("GetSystemImage", GetImage("/data/a\t/.syscfg-action/A1/x\n\r\nrel")).output, ImageAnswer(0));
+  EXPECT_EQ(ReadFile(directory + "GetSystemImageBlacklist"), "data/a\n.syscfg-action/A1/x\nel\n");
+  const std::string ini = directory + "getimage.ini";
+  EXPECT_EQ(IniText(ini, "GetImage", "Options"), "5");
+  EXPECT_EQ(IniText(ini, "GetImage", "ImagePath"), directory + "SystemImage.tgz");
+  EXPECT_EQ(IniText(ini, "GetImage", "BlackListPath"), "/mnt/userfs/.syscfg-action/A1/GetSystemImageBlacklist");
+  EXPECT_TRUE(plugin::RestartThread().IsRunning());
+
   std::string blacklist;
   for (int i = 0; i < 10000; ++i) blacklist += "/../../etc/p" + std::to_string(i) + "\n";
   EXPECT_EQ(Run("GetSystemImage", GetImage(blacklist)).output, ImageAnswer(0));
@@ -113,12 +73,17 @@ TEST_F(SystemImageTest, TenThousandBlacklistedPaths) {
   EXPECT_FALSE(fs::exists(root / "/etc/p0"));
 }
 
+TEST_F(SystemImageTest, GetSystemImageInSafeModeNeedsNoDaemon) {
+  EnterSafeMode();
+  const std::string directory = Begin();
+  EXPECT_EQ(Run("GetSystemImage", GetImage("/mnt/userfs/data/a")).output, ImageAnswer(0));
+  EXPECT_EQ(ReadFile(directory + "GetSystemImageBlacklist"), "data/a\n");
+  EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "BlackListPath"), directory + "GetSystemImageBlacklist");
+}
+
 TEST_F(SystemImageTest, MissingOrBadFieldsAnswer400WithoutBody) {
   Begin();
-  const struct {
-    const char* method;
-    Form form;
-  } rows[] = {
+  const std::pair<const char*, Form> rows[] = {
       {"GetSystemImage", {{"ActionID", "A1"}, {"Options", "0"}}},
       {"GetSystemImage", {{"ActionID", "A1"}, {"Blacklist", ""}, {"Options", "-1"}}},
       {"SetSystemImage", {{"ActionID", "A1"}, {"LocalPath", "/x"}, {"Blacklist", ""}, {"Options", "0"}}},
@@ -128,10 +93,10 @@ TEST_F(SystemImageTest, MissingOrBadFieldsAnswer400WithoutBody) {
       {"Format", {{"Timeout", "1"}, {"Options", "32"}}},
       {"Format", FormatForm("32x")},
   };
-  for (const auto& row : rows) {
-    const webruntime::MemoryRequest reply = Run(row.method, row.form);
-    EXPECT_EQ(reply.status, 400) << row.method;
-    EXPECT_EQ(reply.output, "") << row.method;
+  for (const auto& [method, form] : rows) {
+    const webruntime::MemoryRequest reply = Run(method, form);
+    EXPECT_EQ(reply.status, 400) << method;
+    EXPECT_EQ(reply.output, "") << method;
   }
   EXPECT_EQ(std::distance(fs::directory_iterator(root / "/.syscfg-action/A1"), fs::directory_iterator()), 1)
       << "only the lock record";
@@ -169,44 +134,41 @@ TEST_F(SystemImageTest, SetSystemImageRefusesPathsOutsideTheAction) {
   MakeGzip(directory + "image.tgz");
   fs::create_directories(root / "/.syscfg-action/A1/sub");
   MakeGzip(root / "/outside.tgz");
-  const std::vector<std::string> paths = {
-      "/outside.tgz",         root / "/outside.tgz",   "/.syscfg-action/A1/../A1/image.tgz",
-      "/.syscfg-action/A2/image.tgz", "/.syscfg-action/A1", "/.syscfg-action/A1/",
-      "/.syscfg-action/A1/sub", "image.tgz",         "-",
-      ""};
-  for (const std::string& path : paths) {
+  for (const std::string& path : {std::string("/outside.tgz"), root / "/outside.tgz",
+                                  std::string("/.syscfg-action/A1/../A1/image.tgz"),
+                                  std::string("/.syscfg-action/A2/image.tgz"), std::string("/.syscfg-action/A1"),
+                                  std::string("/.syscfg-action/A1/"), std::string("/.syscfg-action/A1/sub"),
+                                  std::string("image.tgz"), std::string("-"), std::string()}) {
     EXPECT_EQ(Run("SetSystemImage", SetImage(path)).output, Answer("SetSystemImage", kInvalidArgument)) << path;
   }
   EXPECT_FALSE(fs::exists(directory + "setimage.ini"));
 }
 
-TEST_F(SystemImageTest, SetSystemImageModeRules) {
+// Run mode: SetSystemImage refuses Options 8, Format needs Options 32.
+TEST_F(SystemImageTest, RunModeRules) {
   const std::string directory = Begin();
   MakeGzip(directory + "image.tgz");
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz", "8")).output,
-            Answer("SetSystemImage", kNotAllowed));
+            Answer("SetSystemImage", kFail));
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz", "0", "/a")).output,
             Answer("SetSystemImage", 0));
   EXPECT_TRUE(plugin::RestartThread().IsRunning());
   const std::string ini = directory + "setimage.ini";
-  EXPECT_EQ(IniText(ini, "SetImage", "Timeout"), "60000");
-  EXPECT_EQ(IniText(ini, "SetImage", "LocalPath"), "/.syscfg-action/A1/image.tgz");
-  EXPECT_EQ(IniText(ini, "SetImage", "BlackListPath"), "/mnt/userfs/.syscfg-action/A1/SetSystemImageBlacklist");
+  EXPECT_EQ(IniText(ini, "SetImage", "Timeout") + "|" + IniText(ini, "SetImage", "LocalPath") + "|" +
+                IniText(ini, "SetImage", "BlackListPath"),
+            "60000|/.syscfg-action/A1/image.tgz|/mnt/userfs/.syscfg-action/A1/SetSystemImageBlacklist");
   EXPECT_EQ(ReadFile(directory + "SetSystemImageBlacklist"), "a\n");
-}
 
-TEST_F(SystemImageTest, FormatModeRules) {
-  const std::string directory = Begin();
   LogRecorder log(tal::logmask::kError2);
   EXPECT_EQ(Run("Format", FormatForm("0", "A2")).output, Answer("Format", kNotLockHolder));
-  EXPECT_EQ(Run("Format", FormatForm("0")).output, Answer("Format", kFormatNotAllowed));
+  EXPECT_EQ(Run("Format", FormatForm("0")).output, Answer("Format", int32_t(0x800407F0u)));
   EXPECT_TRUE(log.Logged(tal::logmask::kError2,
                          "Formatting isn't allowed with the given options: 0 and the current state."));
   EXPECT_FALSE(fs::exists(directory + "format.ini"));
   EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", 0));
-  EXPECT_EQ(IniText(directory + "format.ini", "Format", "Options"), "32");
-  EXPECT_EQ(IniText(directory + "format.ini", "Format", "Timeout"), "1000");
+  EXPECT_EQ(IniText(directory + "format.ini", "Format", "Options") + "|" +
+                IniText(directory + "format.ini", "Format", "Timeout"), "32|1000");
 }
 
 TEST_F(SystemImageTest, SafeModeNeedsTheDaemonWhateverTheOptions) {
@@ -214,15 +176,13 @@ TEST_F(SystemImageTest, SafeModeNeedsTheDaemonWhateverTheOptions) {
   EnterSafeMode();
   const std::string directory = Begin();
   MakeGzip(directory + "image.tgz");
-  EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", kNotAllowed));
-  EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz")).output,
-            Answer("SetSystemImage", kNotAllowed));
-  NamedProcess daemon(root.Path(), actions::kDaemonProcessName);
+  EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", kFail));
+  EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz")).output, Answer("SetSystemImage", kFail));
+  NamedProcess daemon(actions::kDaemonProcessName);
   EXPECT_EQ(Run("Format", FormatForm("0")).output, Answer("Format", 0));
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz", "8", "/mnt/userfs/b")).output,
             Answer("SetSystemImage", 0));
-  EXPECT_EQ(IniText(directory + "setimage.ini", "SetImage", "BlackListPath"),
-            directory + "SetSystemImageBlacklist");
+  EXPECT_EQ(IniText(directory + "setimage.ini", "SetImage", "BlackListPath"), directory + "SetSystemImageBlacklist");
 }
 
 }  // namespace

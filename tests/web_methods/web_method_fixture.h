@@ -9,7 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "actions/exchange_paths.h"
+#include "ini/ini_document.h"
 #include "kx/tal/osdep/named_event.h"
+#include "platform/action_lock.h"
 #include "platform/webruntime/web_runtime.h"
 #include "plugin/lifecycle.h"
 #include "plugin/signal_daemon_thread.h"
@@ -20,6 +23,24 @@ namespace kx::test {
 using Form = std::vector<webruntime::FormField>;
 
 constexpr char kXmlDeclaration[] = "<?xml version=\"1.0\"?>\n";
+// Result codes as the host sees them.
+constexpr int32_t kFail = int32_t(0x80004005u);
+constexpr int32_t kInvalidArgument = int32_t(0x80070057u);
+constexpr int32_t kNotLockHolder = int32_t(0x800407E2u);
+constexpr int32_t kSaveFailed = int32_t(0x80041CF0u);
+
+// The whole answer of most methods: `<method Result="result"/>`, no line end.
+inline std::string Answer(const std::string& method, int32_t result) {
+  return std::string(kXmlDeclaration) + "<" + method + " Result=\"" + std::to_string(result) + "\"/>";
+}
+
+// A value of an INI file as the daemon reads it, or "<unread>".
+inline std::string IniText(const std::string& path, const char* section, const char* key) {
+  ini::Document document;
+  std::string value = "<unread>";
+  if (document.Load(path) == 0) document.GetText(section, key, value);
+  return value;
+}
 
 class WebMethodTest : public testing::Test {
  protected:
@@ -40,11 +61,20 @@ class WebMethodTest : public testing::Test {
 
   void EnterSafeMode() const { root.WriteFile("/etc/brenmar/safemode", ""); }
 
-  webruntime::MemoryRequest Run(const std::string& method, Form form = {},
-                                std::string body = {}) const {
+  // The action "A1" begun as BeginAction does; its directory, with "/" at the end.
+  std::string Begin() const {
+    std::string record;
+    EXPECT_EQ(::ObtainActionLock("A1", "", record), 0);
+    return actions::CurrentActionDirectory();
+  }
+
+  webruntime::MemoryRequest Run(const std::string& method, Form form = {}, std::string body = {},
+                                bool uploadList = false, std::vector<webruntime::StoredUpload> uploads = {}) const {
     webruntime::MemoryRequest request;
     request.form = std::move(form);
     request.body = std::move(body);
+    request.uploadList = uploadList;
+    request.uploads = std::move(uploads);
     webruntime::RequestRegistration registration(request);
     webruntime::WebRequest object("/swinstall/" + method, method);
     plugin::PluginRun(&object, registration.Handle());
