@@ -1,8 +1,6 @@
-// Setters and getters of the in-memory document, and the values they refuse.
+// The values and names the in-memory document refuses, and what it accepts reading back.
 
 #include <gtest/gtest.h>
-
-#include <climits>
 
 #include "ini/ini_document.h"
 #include "ini/ini_parser.h"
@@ -12,20 +10,6 @@ namespace kx::ini {
 namespace {
 
 using namespace std::string_literals;
-
-TEST(IniDocumentTest, NumbersAreFoundOnlyWhenTheyFit) {
-  Document document;
-  ASSERT_EQ(ParseText("[s]\nmin=-2147483648\nhex= 0x1F \nbig=4294967295\nover=2147483648\nword=12abc\nneg=-1\n",
-                      document), kOk);
-  int32_t i = 7, hex = 0;
-  uint32_t u = 7;
-  EXPECT_TRUE(document.GetInt32("s", "min", i) && i == INT32_MIN && document.GetInt32("s", "hex", hex) && hex == 31);
-  EXPECT_TRUE(document.GetUInt32("s", "big", u) && u == UINT32_MAX);
-  i = 7;
-  EXPECT_FALSE(document.GetInt32("s", "over", i) || document.GetInt32("s", "word", i) ||
-               document.GetUInt32("s", "neg", u) || document.GetInt32("s", "none", i));
-  EXPECT_EQ(i, 7);
-}
 
 // Request files are filled from network input: a setter either refuses a value
 // or it reads back as the same single key, however the lines are cut.

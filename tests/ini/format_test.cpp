@@ -25,8 +25,6 @@ TEST(IniFormatTest, WritesMarkCommentsSeparatorAndQuotes) {
   ASSERT_EQ(document.SetText("B", "e", ""), kOk);
   EXPECT_EQ(test::Render(document),
             "\xEF\xBB\xBFtop = 1\n\n; about A\n[A]\n# about k\nk = \"x y\"\nk2 = v\n\n[B]\ne = \n");
-  document.SetWriteSettings(-1, 0, 0);
-  EXPECT_EQ(test::Render(document), "top=1\n[A]\nk=\"x y\"\nk2=v\n[B]\ne=\n");
 }
 
 TEST(IniFormatTest, SplitsLongValuesIntoNumberedLines) {
