@@ -55,7 +55,6 @@ TEST(CdfWriterTest, TypeWordsUrlAndDocumentVersion) {
   }
   package.effectiveType = ComponentType::kHidden;
   EXPECT_NE(Written(package, {"", "", true}).find("TYPE=\"HIDDEN\""), std::string::npos);
-  EXPECT_EQ(Written(package).find("URL="), std::string::npos);
   EXPECT_NE(Written(package, {"http://h/", "C:\\catalogue", false}).find(" URL=\"http://h//rt\">"), std::string::npos);
 }
 

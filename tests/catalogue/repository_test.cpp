@@ -24,23 +24,6 @@ std::vector<std::string> Names(const Repository& repository) {
 
 }  // namespace
 
-TEST(RepositoryTest, Statuses) {
-  kx::test::ScratchRoot root;
-  root.WriteFile("/file", "");
-  Repository missing(root / "/missing");
-  EXPECT_EQ(missing.Load(), -17);
-  EXPECT_FALSE(missing.IsLoaded());
-  EXPECT_EQ(Repository(root / "/file").Load(), -8);
-
-  Repository repository(root.Path());
-  EXPECT_EQ(repository.LoadFile(""), -1);
-  EXPECT_EQ(repository.LoadFile("relative.cdf"), -8);
-  EXPECT_EQ(repository.LoadOneDocument(root / "/missing.cdf"), -8);
-  EXPECT_EQ(repository.LoadText("<DEFINITION/>", "/d", "/d/x.cdf"), 1);
-  EXPECT_EQ(repository.LoadText(Cdf(Softpkg("A"), "8.0"), "/d", "/d/x.cdf"), -11);
-  EXPECT_TRUE(repository.Packages().empty());
-}
-
 TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
   kx::test::ScratchRoot root;
   root.WriteFile("/cat/b.cdf", Cdf(Softpkg("B")));
@@ -54,7 +37,6 @@ TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
   root.WriteFile("/cat/User Components/u.cdf", Cdf(Softpkg("U")));
   Repository repository(root / "/cat");
   ASSERT_EQ(repository.Load(), 0);
-  EXPECT_TRUE(repository.IsLoaded());
   EXPECT_EQ(Names(repository), (std::vector<std::string>{"A", "B", "D", "D"}));
   EXPECT_EQ(repository.Packages()[2]->cdfFile, root / "/cat/g.cdf");
   EXPECT_EQ(repository.Packages()[3]->cdfFile, root / "/cat/h.cdf");
@@ -63,6 +45,9 @@ TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
   EXPECT_EQ(repository.Sections().size(), 1u);
   EXPECT_EQ(repository.LoadUserComponents(), 0);
   EXPECT_EQ(Names(repository).back(), "U");
+  EXPECT_EQ(Repository(root / "/missing").Load(), -17);
+  EXPECT_EQ(Repository(root / "/cat/a.cdf").Load(), -8);
+  EXPECT_EQ(repository.LoadOneDocument(root / "/missing.cdf"), -8);
 }
 
 TEST(RepositoryTest, FirstLoadedTypeDecidesUnlessHiddenAndAnotherIsVisible) {
