@@ -1,12 +1,10 @@
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
 #include "plugin/progress_state.h"
+#include "tests/kx/tal/osdep/child_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 
 namespace kx::test {
@@ -25,21 +23,12 @@ std::string ProgressAnswer(const std::string& inner) {
 // Writes the region as the daemon does: from another process, with its own
 // objects for the region and its mutex.
 void WriteRegionFromChild(const std::string& text) {
-  const pid_t child = ::fork();
-  ASSERT_NE(child, -1);
-  if (child == 0) {
-    try {
-      tal::osdep::NamedMutex mutex(plugin::kProgressMutexName);
-      tal::osdep::SimpleSharedMemory region(plugin::kProgressRegionName, plugin::kProgressRegionSize, &mutex);
-      region.WriteText(text);
-      ::_exit(0);
-    } catch (...) {
-    }
-    ::_exit(1);
-  }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  ASSERT_EQ(0, RunInChild([&text] {
+              tal::osdep::NamedMutex mutex(plugin::kProgressMutexName);
+              tal::osdep::SimpleSharedMemory(plugin::kProgressRegionName, plugin::kProgressRegionSize, &mutex)
+                  .WriteText(text);
+              return 0;
+            }));
 }
 
 class ProgressTest : public WebMethodTest, public testing::WithParamInterface<bool> {

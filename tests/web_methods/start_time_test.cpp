@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
 #include "actions/start_time.h"
-#include "tests/support/scratch_root.h"
 
 namespace kx::actions {
 namespace {
@@ -25,15 +23,6 @@ TEST(StartTimeTest, WordsAreFractionLowHighThenSecondsLowHigh) {
     EXPECT_EQ(StartTimeText(StartTimeFromUnix(c.unixSeconds, c.nanoseconds)), c.text) << c.unixSeconds;
   }
   EXPECT_EQ(StartTimeText(StartTime()), "0 0 0 0");
-}
-
-TEST(StartTimeTest, FromAFile) {
-  test::ScratchRoot root;
-  root.WriteFile("/lock", "");
-  const struct timeval times[2] = {{1600000000, 250000}, {1600000000, 250000}};
-  ASSERT_EQ(::utimes((root / "/lock").c_str(), times), 0);
-  EXPECT_EQ(StartTimeText(FileModificationStartTime(root / "/lock")), "0 40000000 DB83C080 0");
-  EXPECT_TRUE(FileModificationStartTime(root / "/missing").IsNoTime());
 }
 
 }  // namespace
