@@ -121,7 +121,8 @@ TEST(CdfReaderTest, ReadsPackageStackAndSection) {
   for (const MergeIni& merge : runtime.mergeIni) EXPECT_EQ(merge.target, "/kx-rt.ini");
   EXPECT_EQ(runtime.mergeIni[0].text, "[RT]\nStart=1\n");
   EXPECT_EQ(runtime.mergeIni[1].text, "[X]");
-  EXPECT_TRUE(runtime.features[0].selection == FeatureSelection::kNotSelected && runtime.features[0].component.title == "Part");
+  EXPECT_TRUE(runtime.features[0].selection == FeatureSelection::kNotSelected &&
+              runtime.features[0].component.title == "Part");
   EXPECT_EQ(read.packages[1]->compatibilityVersion.text, "0.9");
 
   // A FEATURE's SOFTPKG is a package too: elements are found at any depth.

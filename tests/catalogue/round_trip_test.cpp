@@ -49,7 +49,8 @@ class PackageGenerator {
     for (size_t i = Count(4); i > 0; --i) {
       p->codebases.push_back({Pick(kPayloadFiles), Pick({"", "/usr/local/kx/f"}), Pick({"", "0755"}), "opuser", "kx",
                               ParseVersion(Pick({"", "1.2"})),
-                              Pick({CodebaseType::kFile, CodebaseType::kOptional, CodebaseType::kSystem, CodebaseType::kTar})});
+                              Pick({CodebaseType::kFile, CodebaseType::kOptional, CodebaseType::kSystem,
+                                    CodebaseType::kTar})});
     }
     for (size_t i = Count(2); i > 0; --i) p->symlinks.push_back({"/usr/lib/a.so.2", "/usr/lib/a.so", "0777", "", "kx"});
     for (size_t i = Count(5); i > 0; --i) {
@@ -66,7 +67,8 @@ class PackageGenerator {
       return rank(a) < rank(b);
     });
     for (size_t i = Count(2); i > 0; --i) {
-      StackDependency& stack = p->stackItems.emplace_back(StackDependency{Guid(), Pick({"", "2.0"}), Pick({"", "Base stack"}), {}});
+      StackDependency& stack =
+          p->stackItems.emplace_back(StackDependency{Guid(), Pick({"", "2.0"}), Pick({"", "Base stack"}), {}});
       for (size_t j = Count(3); j > 0; --j) {
         StackItem& item = stack.items.emplace_back();
         item.component = {Guid(), ParseVersion(VersionText()), Pick({"", "Member"})};
@@ -136,10 +138,12 @@ void ExpectSamePackage(const Package& a, const Package& b) {
   const auto lists = [](const Package& p) {
     return std::make_tuple(
         Map(p.operatingSystems, [](auto& o) { return std::tie(o.name, o.version, o.title); }),
-        Map(p.codebases, [](auto& c) { return std::tie(c.fileName, c.target, c.permissions, c.owner, c.group, c.version, c.type); }),
+        Map(p.codebases,
+            [](auto& c) { return std::tie(c.fileName, c.target, c.permissions, c.owner, c.group, c.version, c.type); }),
         Map(p.symlinks, [](auto& s) { return std::tie(s.source, s.link, s.permissions, s.owner, s.group); }),
         Map(p.mergeIni, [](auto& m) { return std::tie(m.target, m.fileName, m.text); }),
-        Map(p.features, [](auto& f) { return std::tie(f.component.name, f.component.version, f.component.title, f.selection); }),
+        Map(p.features,
+            [](auto& f) { return std::tie(f.component.name, f.component.version, f.component.title, f.selection); }),
         Map(p.dependencies, [](auto& d) {
           return std::make_tuple(std::type_index(typeid(*d)), d->name, d->version, d->title, d->isSoft, d->requestFlag);
         }),
