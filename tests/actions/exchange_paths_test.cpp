@@ -27,8 +27,8 @@ TEST(ExchangePaths, TableFollowsTheSafeModeMarkerOnEveryCall) {
     EXPECT_EQ(std::vector<std::string>({ConfigurationDirectory(), CurrentActionFilePath(), LastActionFilePath(),
                                         InstalledConfigurationPath(), FailedInstallationMarkerPath(),
                                         InstallationStatusLogPath()}),
-              std::vector<std::string>({share, share + "/currentAction.xml", share + "/lastAction.xml",
-                                        share + "/config.cdf", share + "/config.old", share + "/log/installationStatus.log"}));
+              std::vector<std::string>({share, share + "/currentAction.xml", share + "/lastAction.xml", share + "/config.cdf",
+                                        share + "/config.old", share + "/log/installationStatus.log"}));
   }
   unsetenv("KX_SYSTEM_ROOT");  // the scratch root puts it back
   if (kx::tal::PathExists("/etc/brenmar/safemode")) GTEST_SKIP() << "this machine is in safe mode";
