@@ -4,17 +4,18 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "tests/kx/tal/osdep/child_process.h"
 #include "tests/support/scratch_root.h"
 
 namespace fs = std::filesystem;
@@ -79,31 +80,26 @@ TEST_F(ActionLockTest, OneActionHoldsTheLockUntilItIsRemoved) {
 // Of many processes that try at once exactly one wins; its lock outlives it and
 // only ForceRemoveActionLock frees it, as it frees stray entries.
 TEST_F(ActionLockTest, ExactlyOneOfManyProcessesWinsAndTheLockOutlivesIt) {
-  constexpr int kProcesses = 16;
   int start[2];
   ASSERT_EQ(pipe(start), 0);
-  std::vector<pid_t> children;
-  for (int i = 0; i < kProcesses; ++i) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+  std::vector<std::unique_ptr<kx::test::ChildProcess>> racers;
+  for (int i = 0; i < 16; ++i) {
+    racers.push_back(std::make_unique<kx::test::ChildProcess>([&start, i] {
       char go;
       close(start[1]);
       (void)!read(start[0], &go, 1);  // returns when the parent closes its end
       std::string path;
       const int32_t result = ObtainActionLock("P" + std::to_string(i), "racer", path);
-      _exit(result == 0 ? 0 : result == kNotLockHolder ? 1 : 2);
-    }
-    children.push_back(child);
+      return result == 0 ? 0 : result == kNotLockHolder ? 1 : 2;
+    }));
   }
   close(start[0]);
   close(start[1]);
   std::vector<std::string> winners;
-  for (int i = 0; i < kProcesses; ++i) {
-    int status = 0;
-    ASSERT_EQ(waitpid(children[i], &status, 0), children[i]);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) <= 1);
-    if (WEXITSTATUS(status) == 0) winners.push_back("P" + std::to_string(i));
+  for (size_t i = 0; i < racers.size(); ++i) {
+    const int code = racers[i]->Wait();
+    ASSERT_LE(code, 1) << "P" << i;
+    if (code == 0) winners.push_back("P" + std::to_string(i));
   }
   ASSERT_EQ(winners.size(), 1u);
   EXPECT_EQ(HasActionLock(winners[0]), 1);
