@@ -124,9 +124,8 @@ TEST_P(ActionLifecycleTest, MalformedRequestsGet400WithoutBody) {
 }
 
 TEST_P(ActionLifecycleTest, RefusedActionIdsAndAnotherHolderChangeNothing) {
-  for (const std::string& id : {std::string(), std::string("."), std::string(".."), std::string("../A1"),
-                                std::string("a/b"), std::string("/A1"), std::string("A\x01"), std::string("A\nB"),
-                                std::string("A B"), std::string(129, 'a')}) {
+  const std::string ids[] = {"", ".", "..", "../A1", "a/b", "/A1", "A\x01", "A\nB", "A B", std::string(129, 'a')};
+  for (const std::string& id : ids) {
     EXPECT_EQ(Run("BeginAction", BeginForm(id)).output, Answer("BeginAction", kInvalidArgument)) << id;
     EXPECT_EQ(Run("CancelAction", {{"ActionID", id}}).output, Answer("CancelAction", kInvalidArgument));
   }

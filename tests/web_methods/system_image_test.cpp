@@ -121,11 +121,10 @@ TEST_F(SystemImageTest, SetSystemImageRefusesPathsOutsideTheAction) {
   MakeGzip(directory + "image.tgz");
   fs::create_directories(root / "/.syscfg-action/A1/sub");
   MakeGzip(root / "/outside.tgz");
-  for (const std::string& path : {std::string("/outside.tgz"), root / "/outside.tgz",
-                                  std::string("/.syscfg-action/A1/../A1/image.tgz"),
-                                  std::string("/.syscfg-action/A2/image.tgz"), std::string("/.syscfg-action/A1"),
-                                  std::string("/.syscfg-action/A1/"), std::string("/.syscfg-action/A1/sub"),
-                                  std::string("image.tgz"), std::string("-"), std::string()}) {
+  const std::string paths[] = {"/outside.tgz", root / "/outside.tgz", "/.syscfg-action/A1/../A1/image.tgz",
+                                "/.syscfg-action/A2/image.tgz", "/.syscfg-action/A1", "/.syscfg-action/A1/",
+                                "/.syscfg-action/A1/sub", "image.tgz", "-", ""};
+  for (const std::string& path : paths) {
     EXPECT_EQ(Run("SetSystemImage", SetImage(path)).output, Answer("SetSystemImage", kInvalidArgument)) << path;
   }
   EXPECT_FALSE(fs::exists(directory + "setimage.ini"));
