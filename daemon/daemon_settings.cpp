@@ -1,5 +1,7 @@
 #include "daemon/daemon_settings.h"
 
+#include <cstdlib>
+
 #include "actions/exchange_paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
@@ -18,7 +20,19 @@ DaemonSettings LoadDaemonSettings() {
   document.GetText("Target", "Processor", settings.processor);
   document.GetText("Target", "DeviceClass", settings.deviceClass);
   document.GetText("Target", "OS", settings.osName);
+  std::string allow;
+  document.GetText("Safety", "AllowFormatAndRestoreOfRoot", allow);
+  settings.allowFormatAndRestoreOfRoot = allow == "1";
   return settings;
+}
+
+bool MayChangeWholeRoot(const DaemonSettings& settings) {
+  if (settings.allowFormatAndRestoreOfRoot) return true;
+  // "/.", "//" and a link to "/" are "/" too.
+  char* root = ::realpath(tal::SystemRoot().c_str(), nullptr);
+  const bool isSlash = root == nullptr || std::string(root) == "/";
+  std::free(root);
+  return !isSlash;
 }
 
 }  // namespace kx::daemon

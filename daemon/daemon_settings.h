@@ -9,6 +9,12 @@
 //   Processor=                           the PROCESSOR, DEVICECLASS and OS
 //   DeviceClass=                         conditions of a package; an empty value
 //   OS=                                  matches every package
+//   [Safety]
+//   AllowFormatAndRestoreOfRoot=0        1: format and image restore are carried
+//                                        out when the system root is "/" (on the
+//                                        controller itself); otherwise they are
+//                                        refused there, so that a developer's
+//                                        machine is never emptied by accident
 
 #include <string>
 
@@ -22,9 +28,14 @@ struct DaemonSettings {
   std::string processor;
   std::string deviceClass;
   std::string osName;
+  bool allowFormatAndRestoreOfRoot = false;
 };
 
 // Missing file or keys give the defaults.
 DaemonSettings LoadDaemonSettings();
+
+// Whether a request that empties or overwrites the system root (format, image
+// restore) may be carried out: when the root is not "/", or the settings allow it.
+bool MayChangeWholeRoot(const DaemonSettings& settings);
 
 }  // namespace kx::daemon

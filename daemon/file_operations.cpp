@@ -85,6 +85,10 @@ void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fil
       Fail("cannot set the owner of", path);
     }
     if (::fchmod(file.Get(), attributes.mode) != 0) Fail("cannot set the mode of", path);
+    const timespec times[2] = {{0, UTIME_OMIT}, attributes.modified};
+    if (attributes.modified.tv_nsec != UTIME_OMIT && ::futimens(file.Get(), times) != 0) {
+      Fail("cannot set the time of", path);
+    }
     if (::fsync(file.Get()) != 0) Fail("cannot sync", path);
     if (file.Close() != 0) Fail("cannot write", path);
     if (::rename(temporary.c_str(), path.c_str()) != 0) Fail("cannot replace", path);
@@ -134,6 +138,22 @@ void CopyEntry(const std::string& from, const std::string& to) {
     Fail("neither a file nor a link:", from);
   }
   ReplaceFileWithCopy(to, from, FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid});
+}
+
+void LinkOrCopyEntry(const std::string& from, const std::string& to) {
+  const std::string temporary = TemporaryPathFor(to);
+  RemoveFileIfPresent(temporary);
+  // Flags 0: a link is linked itself, not what it points to.
+  if (::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, temporary.c_str(), 0) != 0) {
+    CopyEntry(from, to);
+    return;
+  }
+  const int renamed = ::rename(temporary.c_str(), to.c_str());
+  const int error = errno;
+  // Renaming a name onto another link of the same inode leaves both in place.
+  ::unlink(temporary.c_str());
+  errno = error;
+  if (renamed != 0) Fail("cannot replace", to);
 }
 
 void AppendDurably(int fd, const std::string& text, const std::string& pathForMessages) {

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <ctime>
+
 #include <functional>
 #include <string>
 
@@ -17,10 +19,12 @@ namespace kx::daemon {
 std::string TemporaryPathFor(const std::string& path);
 
 // Mode, owner and group given to a file; -1 leaves owner or group as created.
+// The modification time stays that of the writing unless one is given.
 struct FileAttributes {
   mode_t mode = 0644;
   uid_t owner = static_cast<uid_t>(-1);
   gid_t group = static_cast<gid_t>(-1);
+  timespec modified{0, UTIME_OMIT};
 };
 
 // Writes the temporary file with `fill` (given its descriptor), gives it the
@@ -38,6 +42,11 @@ void ReplaceWithSymlink(const std::string& path, const std::string& linkText, ui
 // of a symbolic link, synced. Anything else is refused. Makes backups and puts
 // them back.
 void CopyEntry(const std::string& from, const std::string& to);
+
+// As CopyEntry, but through a hard link (the same inode, nothing copied) when
+// both lie on one file system. Only for entries that are replaced by renaming,
+// never rewritten in place: a hard link shares every later change.
+void LinkOrCopyEntry(const std::string& from, const std::string& to);
 
 // Removes a file or link; a missing one is no error.
 void RemoveFileIfPresent(const std::string& path);

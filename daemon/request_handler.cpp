@@ -2,16 +2,18 @@
 
 #include <cstdio>
 #include <exception>
-#include <string_view>
 
 #include "actions/exchange_paths.h"
 #include "actions/remove_dir_hierarchy.h"
 #include "actions/result_codes.h"
+#include "daemon/format_request.h"
 #include "daemon/post_action.h"
 #include "daemon/software_update.h"
 #include "daemon/status_log.h"
 #include "daemon/stop_request.h"
+#include "daemon/system_image_requests.h"
 #include "daemon/transaction.h"
+#include "daemon/transaction_location.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "platform/action_lock.h"
@@ -19,19 +21,21 @@
 namespace kx::daemon {
 namespace {
 
-constexpr char kInstallRequest[] = "install.cdf";
-constexpr char kPostActionRequest[] = "postaction.ini";
-
 struct Request {
   const char* fileName;
   const char* actionType;
+  // Null for the post-action, which ends the action instead.
+  int32_t (*run)(const std::string& actionDirectory, ProgressReporter& progress);
+  bool inTransaction;  // changes the controller inside the daemon's transaction
 };
 
 // In the order they are carried out.
 constexpr Request kRequests[] = {
-    {kInstallRequest, "SoftwareUpdate"},   {"getimage.ini", "GetSystemImage"},
-    {"setimage.ini", "SetSystemImage"},    {"format.ini", "Format"},
-    {kPostActionRequest, "FinalizeAction"},
+    {"install.cdf", "SoftwareUpdate", RunSoftwareUpdate, true},
+    {"getimage.ini", "GetSystemImage", RunGetSystemImage, false},
+    {"setimage.ini", "SetSystemImage", RunSetSystemImage, true},
+    {"format.ini", "Format", RunFormat, false},
+    {"postaction.ini", "FinalizeAction", nullptr, false},
 };
 
 // Guards against a request that can be neither carried out nor marked.
@@ -62,16 +66,20 @@ void MarkCarriedOut(const std::string& path) {
 void RequestHandler::RecoverInterruptedWork() {
   const std::string directory = actions::CurrentActionDirectory();
   try {
-    if (Transaction::RecoverUnfinished(UpdateTransactionPaths(directory))) {
-      ReportError("an interrupted software update was rolled back: the installed software is as it was before it");
-      if (!directory.empty()) {
-        const std::string request = tal::JoinPath(directory, kInstallRequest);
-        if (tal::PathExists(request)) MarkCarriedOut(request);
-        progress_.Record(ActionId(directory), "SoftwareUpdate", actions::kResultFail);
+    if (Transaction::RecoverUnfinished(DaemonTransactionPaths())) {
+      ReportError("an interrupted change (software update or image restore) was rolled back: "
+                  "the controller is as it was before it");
+      // Its request, unless the action was cleared meanwhile, counts as carried out and failed.
+      for (const Request& request : kRequests) {
+        const std::string path = directory.empty() ? "" : tal::JoinPath(directory, request.fileName);
+        if (!request.inTransaction || path.empty() || !tal::PathExists(path)) continue;
+        MarkCarriedOut(path);
+        progress_.Record(ActionId(directory), request.actionType, actions::kResultFail);
+        break;
       }
     }
   } catch (const std::exception& error) {
-    ReportError(std::string("cannot roll back the interrupted software update: ") + error.what());
+    ReportError(std::string("cannot roll back the interrupted change: ") + error.what());
   }
   if (!directory.empty() && tal::PathExists(UpdateScratchDirectory(directory))) {
     actions::RemoveDirHierarchy(UpdateScratchDirectory(directory));
@@ -96,20 +104,15 @@ bool RequestHandler::HandleNextRequest() {
     if (!tal::PathExists(path)) continue;
     progress_.AwaitRequestWriters();
     const std::string actionId = ActionId(directory);
-    const std::string_view name = request.fileName;
-    if (name == kPostActionRequest) {
+    if (request.run == nullptr) {
       RunPostAction(path, actionId);
-    } else if (name == kInstallRequest) {
-      StartStatusLog("Software update of action " + actionId);
-      progress_.Start(actionId, request.actionType);
-      const int32_t result = RunSoftwareUpdate(directory, progress_);
-      progress_.Finish(result);
-      MarkCarriedOut(path);
-    } else {
-      ReportError(std::string(request.actionType) + " is not supported by this installer yet");
-      progress_.Record(actionId, request.actionType, actions::kResultNotImplemented);
-      MarkCarriedOut(path);
+      return true;
     }
+    StartStatusLog(std::string(request.actionType) + " of action " + actionId);
+    progress_.Start(actionId, request.actionType);
+    const int32_t result = request.run(directory, progress_);
+    progress_.Finish(result);
+    MarkCarriedOut(path);
     return true;
   }
   return false;

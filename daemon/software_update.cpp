@@ -18,6 +18,7 @@
 #include "daemon/package_files.h"
 #include "daemon/status_log.h"
 #include "daemon/stop_request.h"
+#include "daemon/transaction_location.h"
 #include "daemon/update_plan.h"
 #include "kx/tal/path.h"
 
@@ -88,33 +89,29 @@ FileAttributes ConfigurationAttributes(const std::string& path) {
   return FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid};
 }
 
-void StopWhenAsked() {
-  if (StopRequested()) throw std::runtime_error("stopped by a signal");
-}
-
-int32_t Apply(const std::string& actionDirectory, const UpdatePlan& plan, const PreparedUpdate& prepared,
+int32_t Apply(const UpdatePlan& plan, const PreparedUpdate& prepared,
               ProgressReporter& progress) {
   const size_t steps = prepared.removals.size() + prepared.installs.size() + 1;
   size_t done = 0;
   const auto advance = [&](const std::string& step) {
     progress.Update(static_cast<int>(10 + 85 * done++ / steps), step);
     ReportInfo(step);
-    StopWhenAsked();
+    ThrowIfStopRequested();
   };
-  const Transaction::Paths paths = UpdateTransactionPaths(actionDirectory);
+  const Transaction::Paths paths = DaemonTransactionPaths();
   Transaction transaction(paths);
   try {
     for (const PackageWork& work : prepared.removals) {
       advance("Removing " + Describe(*work.package));
       for (const FileOperation& operation : work.operations) {
-        StopWhenAsked();
+        ThrowIfStopRequested();
         RunOperation(transaction, operation);
       }
     }
     for (const PackageWork& work : prepared.installs) {
       advance("Installing " + Describe(*work.package));
       for (const FileOperation& operation : work.operations) {
-        StopWhenAsked();
+        ThrowIfStopRequested();
         RunOperation(transaction, operation);
       }
     }
@@ -147,11 +144,6 @@ void ReportPlan(const UpdatePlan& plan) {
 
 }  // namespace
 
-Transaction::Paths UpdateTransactionPaths(const std::string& actionDirectory) {
-  return Transaction::Paths{actionDirectory.empty() ? "" : tal::JoinPath(actionDirectory, "transaction"),
-                            actions::InstalledConfigurationPath(), actions::FailedInstallationMarkerPath()};
-}
-
 std::string UpdateScratchDirectory(const std::string& actionDirectory) {
   return tal::JoinPath(actionDirectory, "unpacked");
 }
@@ -173,7 +165,7 @@ int32_t RunSoftwareUpdate(const std::string& actionDirectory, ProgressReporter& 
       ReportInfo("nothing to change");
       result = actions::kResultOk;
     } else {
-      result = Apply(actionDirectory, plan, prepared, progress);
+      result = Apply(plan, prepared, progress);
     }
   } catch (const UpdateRefused& refusal) {
     ReportError(std::string("update refused, nothing changed: ") + refusal.what());

@@ -8,12 +8,8 @@
 #include <string>
 
 #include "daemon/progress_reporter.h"
-#include "daemon/transaction.h"
 
 namespace kx::daemon {
-
-// The transaction of an update in the action directory `actionDirectory`.
-Transaction::Paths UpdateTransactionPaths(const std::string& actionDirectory);
 
 // Where TAR codebases are unpacked while an update is prepared.
 std::string UpdateScratchDirectory(const std::string& actionDirectory);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <stdexcept>
 #include <system_error>
 
 namespace kx::daemon {
@@ -27,5 +28,9 @@ void InstallStopHandlers() {
 }
 
 bool StopRequested() { return gStopRequested != 0; }
+
+void ThrowIfStopRequested() {
+  if (StopRequested()) throw std::runtime_error("stopped by a signal");
+}
 
 }  // namespace kx::daemon

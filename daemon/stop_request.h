@@ -7,5 +7,8 @@ namespace kx::daemon {
 // Throws std::system_error when a handler cannot be installed.
 void InstallStopHandlers();
 bool StopRequested();
+// Throws std::runtime_error when a stop was asked for: the work in hand is
+// abandoned (and rolled back) there.
+void ThrowIfStopRequested();
 
 }  // namespace kx::daemon

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <system_error>
@@ -47,32 +48,92 @@ bool IsBelowRoot(const std::string& path) {
 }
 
 bool IsNumber(const std::string& text) {
-  return !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == std::string::npos;
+  return !text.empty() && text.size() <= 10 && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// Journal paths are one line each, whatever characters they hold.
+std::string Escape(const std::string& path) {
+  std::string escaped;
+  for (const char c : path) {
+    if (c == '\\') {
+      escaped += "\\\\";
+    } else if (c == '\n') {
+      escaped += "\\n";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+// False for a sequence this code does not write.
+bool Unescape(const std::string& escaped, std::string& path) {
+  path.clear();
+  for (size_t i = 0; i < escaped.size(); ++i) {
+    if (escaped[i] != '\\') {
+      path += escaped[i];
+    } else if (++i < escaped.size() && (escaped[i] == '\\' || escaped[i] == 'n')) {
+      path += escaped[i] == 'n' ? '\n' : '\\';
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+struct JournalRecord {
+  std::string kind;
+  std::vector<std::string> fields;  // the numbers between the kind and the path
+  std::string path;
+};
+
+// "<kind> <number>… <path>", with as many numbers as the kind has.
+bool ParseRecord(const std::string& line, JournalRecord& record) {
+  size_t start = line.find(' ');
+  if (start == std::string::npos) return false;
+  record.kind = line.substr(0, start++);
+  const size_t fields = record.kind == "saved" ? 1 : record.kind == "olddir" ? 3 : 0;
+  while (record.fields.size() < fields) {
+    const size_t space = line.find(' ', start);
+    if (space == std::string::npos) return false;
+    record.fields.push_back(line.substr(start, space - start));
+    start = space + 1;
+  }
+  for (const std::string& field : record.fields) {
+    if (!IsNumber(field)) return false;
+  }
+  return Unescape(line.substr(start), record.path) && IsBelowRoot(record.path);
+}
+
+void RestoreDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t group) {
+  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) Fail("cannot make the directory", path);
+  if (::lchown(path.c_str(), owner, group) != 0 && ::geteuid() == 0) Fail("cannot set the owner of", path);
+  if (::chmod(path.c_str(), mode) != 0) Fail("cannot set the mode of", path);
 }
 
 // Undoes one journal record; false when the record is not one this code writes.
-bool UndoRecord(const Transaction::Paths& paths, const std::string& record) {
-  const size_t space = record.find(' ');
-  if (space == std::string::npos) return false;
-  const std::string kind = record.substr(0, space);
-  std::string path = record.substr(space + 1);
-  if (kind == "saved") {
-    const size_t second = path.find(' ');
-    if (second == std::string::npos) return false;
-    const std::string number = path.substr(0, second);
-    path = path.substr(second + 1);
-    if (!IsNumber(number) || !IsBelowRoot(path)) return false;
-    CopyEntry(BackupPath(paths, number), path);
+bool UndoRecord(const Transaction::Paths& paths, const std::string& line) {
+  JournalRecord record;
+  if (!ParseRecord(line, record)) return false;
+  const std::string& path = record.path;
+  struct stat info {};
+  if (record.kind == "saved") {
+    LinkOrCopyEntry(BackupPath(paths, record.fields[0]), path);
     return true;
   }
-  if (!IsBelowRoot(path)) return false;
-  struct stat info {};
-  if (kind == "new") {
+  if (record.kind == "olddir") {
+    const std::string& mode = record.fields[0];
+    if (mode.size() > 4 || mode.find_first_not_of("01234567") != std::string::npos) return false;
+    RestoreDirectory(path, static_cast<mode_t>(std::stoul(mode, nullptr, 8)),
+                     static_cast<uid_t>(std::stoul(record.fields[1])), static_cast<gid_t>(std::stoul(record.fields[2])));
+    return true;
+  }
+  if (record.kind == "new") {
     RemoveFileIfPresent(TemporaryPathFor(path));
     if (LStat(path, info) && !S_ISDIR(info.st_mode)) RemoveFileIfPresent(path);
     return true;
   }
-  if (kind == "dir") {
+  if (record.kind == "dir") {
     if (::rmdir(path.c_str()) != 0 && errno != ENOENT) Fail("cannot remove the directory", path);
     return true;
   }
@@ -129,7 +190,7 @@ void Transaction::Announce(const std::string& path) {
   if (!announced_.insert(path).second) return;
   struct stat info {};
   if (!LStat(path, info)) {
-    Record("new " + path);
+    Record("new " + Escape(path));
     return;
   }
   if (S_ISDIR(info.st_mode)) {
@@ -137,9 +198,16 @@ void Transaction::Announce(const std::string& path) {
     Fail("cannot replace", path);
   }
   const std::string number = std::to_string(++backups_);
-  CopyEntry(path, BackupPath(paths_, number));
+  LinkOrCopyEntry(path, BackupPath(paths_, number));
   SyncDirectory(paths_.directory);
-  Record("saved " + number + " " + path);
+  Record("saved " + number + " " + Escape(path));
+}
+
+void Transaction::AnnounceDirectory(const std::string& path, const struct stat& info) {
+  char mode[8];
+  std::snprintf(mode, sizeof mode, "%o", static_cast<unsigned>(info.st_mode & 07777));
+  Record(std::string("olddir ") + mode + " " + std::to_string(info.st_uid) + " " + std::to_string(info.st_gid) + " " +
+         Escape(path));
 }
 
 void Transaction::MakeDirectories(const std::string& directory) {
@@ -150,10 +218,17 @@ void Transaction::MakeDirectories(const std::string& directory) {
     missing.push_back(path);
   }
   for (auto path = missing.rbegin(); path != missing.rend(); ++path) {
-    Record("dir " + *path);
+    Record("dir " + Escape(*path));
     if (::mkdir(path->c_str(), 0755) != 0) Fail("cannot make the directory", *path);
     ReachedStep();
   }
+}
+
+void Transaction::WriteFile(const std::string& path, const std::function<void(int fd)>& fill,
+                            const FileAttributes& attributes) {
+  Announce(path);
+  ReplaceFile(path, fill, attributes);
+  ReachedStep();
 }
 
 void Transaction::WriteText(const std::string& path, const std::string& text, const FileAttributes& attributes) {
@@ -179,6 +254,35 @@ void Transaction::Remove(const std::string& path) {
   if (!LStat(path, info)) return;
   Announce(path);
   RemoveFileIfPresent(path);
+  ReachedStep();
+}
+
+void Transaction::RemoveDirectory(const std::string& path) {
+  struct stat info {};
+  if (!LStat(path, info) || !S_ISDIR(info.st_mode)) {
+    errno = ENOTDIR;
+    Fail("cannot remove the directory", path);
+  }
+  AnnounceDirectory(path, info);
+  if (::rmdir(path.c_str()) != 0) Fail("cannot remove the directory", path);
+  ReachedStep();
+}
+
+void Transaction::SetDirectoryAttributes(const std::string& path, const FileAttributes& attributes) {
+  struct stat info {};
+  if (!LStat(path, info) || !S_ISDIR(info.st_mode)) {
+    errno = ENOTDIR;
+    Fail("cannot change the directory", path);
+  }
+  const bool sameOwner = (attributes.owner == static_cast<uid_t>(-1) || attributes.owner == info.st_uid) &&
+                         (attributes.group == static_cast<gid_t>(-1) || attributes.group == info.st_gid);
+  if (sameOwner && (info.st_mode & 07777) == attributes.mode) return;
+  AnnounceDirectory(path, info);
+  // chown before chmod: a change of owner may clear set-ID bits.
+  if (!sameOwner && ::lchown(path.c_str(), attributes.owner, attributes.group) != 0) {
+    Fail("cannot set the owner of", path);
+  }
+  if (::chmod(path.c_str(), attributes.mode) != 0) Fail("cannot set the mode of", path);
   ReachedStep();
 }
 

@@ -10,6 +10,7 @@
 #include <map>
 
 #include "kx/tal/osdep/named_event.h"
+#include "platform/action_lock.h"
 #include "tests/daemon/daemon_process.h"
 #include "tests/daemon/daemon_test_support.h"
 
@@ -75,6 +76,13 @@ TEST(DaemonCrashRecovery, AnUpdateKilledAtAnyStepIsRolledBackAtTheNextStart) {
     }
     const int status = killed.WaitForExit();
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "step " << step << ": status " << status;
+    // Every other time the controller comes back in run mode first, where the
+    // plug-in clears the leftover action: the roll-back must not need it.
+    if (step % 2 == 0) {
+      std::string lastId;
+      ConvertCurrentActionProgress(lastId);
+      ASSERT_EQ(ForceRemoveActionLock(), 0);
+    }
     kx::test::DaemonProcess restarted(root.Path());
     ASSERT_TRUE(restarted.WaitUntilReady()) << "step " << step;
     ASSERT_EQ(restarted.Stop(SIGTERM), 0);

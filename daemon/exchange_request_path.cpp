@@ -1,0 +1,41 @@
+#include "daemon/exchange_request_path.h"
+
+#include <stdexcept>
+
+#include "actions/exchange_paths.h"
+#include "kx/tal/path.h"
+
+namespace kx::daemon {
+namespace {
+
+constexpr char kRunModeExchange[] = "/.syscfg-action";
+constexpr char kSafeModeExchange[] = "/mnt/userfs/.syscfg-action";
+
+bool HasParentComponent(const std::string& path) {
+  for (size_t start = 0; start <= path.size();) {
+    size_t end = path.find('/', start);
+    if (end == std::string::npos) end = path.size();
+    if (path.compare(start, end - start, "..") == 0) return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string LocalExchangePath(const std::string& written) {
+  if (written.empty() || written.front() != '/' || HasParentComponent(written)) {
+    throw std::invalid_argument("not a path in the action exchange directory: " + written);
+  }
+  const std::string path = tal::CleanPath(written);
+  const std::string exchange = actions::ActionExchangeDirectory();
+  for (const std::string& prefix : {exchange, tal::RootedPath(kRunModeExchange), tal::RootedPath(kSafeModeExchange),
+                                    std::string(kRunModeExchange), std::string(kSafeModeExchange)}) {
+    if (path.size() > prefix.size() + 1 && path.compare(0, prefix.size() + 1, prefix + "/") == 0) {
+      return exchange + path.substr(prefix.size());
+    }
+  }
+  throw std::invalid_argument("not a path in the action exchange directory: " + written);
+}
+
+}  // namespace kx::daemon

@@ -1,0 +1,130 @@
+#include "daemon/image_reader.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+
+namespace kx::daemon {
+namespace {
+
+constexpr size_t kBlockSize = 64 * 1024;
+
+// "a/b", "./a/b", "a/b/" (a directory) are plain; "" is the root.
+bool PlainRelativePath(std::string_view path, std::string& relative) {
+  while (path.substr(0, 2) == "./") path.remove_prefix(2);
+  if (path == ".") path = "";
+  if (!path.empty() && path.back() == '/') path.remove_suffix(1);
+  if (!path.empty() && path.front() == '/') return false;
+  for (size_t start = 0; start < path.size();) {
+    size_t end = path.find('/', start);
+    if (end == std::string_view::npos) end = path.size();
+    const std::string_view part = path.substr(start, end - start);
+    if (part.empty() || part == "." || part == "..") return false;
+    start = end + 1;
+  }
+  relative.assign(path);
+  return true;
+}
+
+std::string Reason(archive* reader) {
+  const char* text = reader != nullptr ? archive_error_string(reader) : nullptr;
+  return text != nullptr ? text : "unknown error";
+}
+
+}  // namespace
+
+ImageReader::ImageReader(const std::string& imagePath) : path_(imagePath) {
+  fd_ = ::open(imagePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+  struct stat info {};
+  if (fd_ < 0 || ::fstat(fd_, &info) != 0) {
+    const int error = errno;
+    if (fd_ >= 0) ::close(fd_);
+    throw std::system_error(error, std::generic_category(), "cannot open the image " + imagePath);
+  }
+  fileSize_ = static_cast<uint64_t>(info.st_size);
+  reader_ = archive_read_new();
+  if (!S_ISREG(info.st_mode)) {
+    ::close(fd_);
+    archive_read_free(reader_);
+    throw ImageRefused(imagePath + " is not a regular file");
+  }
+  if (reader_ == nullptr || archive_read_support_filter_gzip(reader_) != ARCHIVE_OK ||
+      archive_read_support_format_tar(reader_) != ARCHIVE_OK ||
+      archive_read_open_fd(reader_, fd_, kBlockSize) != ARCHIVE_OK ||
+      archive_filter_code(reader_, 0) != ARCHIVE_FILTER_GZIP) {
+    const bool explained = reader_ != nullptr && archive_error_string(reader_) != nullptr;
+    const std::string reason = explained ? Reason(reader_) : "not gzip-compressed";
+    archive_read_free(reader_);
+    ::close(fd_);
+    throw ImageRefused(imagePath + " is no system image: " + reason);
+  }
+}
+
+ImageReader::~ImageReader() {
+  archive_read_free(reader_);
+  ::close(fd_);
+}
+
+bool ImageReader::Next(ImageEntry& entry) {
+  for (;;) {
+    archive_entry* header = nullptr;
+    const int status = archive_read_next_header(reader_, &header);
+    if (status == ARCHIVE_EOF) return false;
+    if (status != ARCHIVE_OK && status != ARCHIVE_WARN) {
+      throw ImageRefused("the image is damaged: " + Reason(reader_));
+    }
+    const char* name = archive_entry_pathname(header);
+    const std::string shown = name != nullptr ? name : "(no name)";
+    if (name == nullptr || !PlainRelativePath(name, entry.relativePath)) {
+      throw ImageRefused("the image holds an entry outside the root: " + shown);
+    }
+    if (archive_entry_hardlink(header) != nullptr) throw ImageRefused("the image holds a hard link: " + shown);
+    switch (archive_entry_filetype(header)) {
+      case AE_IFDIR: entry.type = ImageEntry::Type::kDirectory; break;
+      case AE_IFREG: entry.type = ImageEntry::Type::kFile; break;
+      case AE_IFLNK: entry.type = ImageEntry::Type::kSymlink; break;
+      default: throw ImageRefused("the image holds a device, pipe or socket: " + shown);
+    }
+    if (entry.relativePath.empty()) continue;  // the root itself keeps what it has
+    entry.mode = archive_entry_perm(header) & 07777;
+    entry.owner = static_cast<uid_t>(archive_entry_uid(header));
+    entry.group = static_cast<gid_t>(archive_entry_gid(header));
+    entry.modified = timespec{archive_entry_mtime(header), archive_entry_mtime_nsec(header)};
+    entry.size = entry.type == ImageEntry::Type::kFile ? static_cast<uint64_t>(archive_entry_size(header)) : 0;
+    const char* link = archive_entry_symlink(header);
+    entry.linkText = link != nullptr ? link : "";
+    if (entry.type == ImageEntry::Type::kSymlink && entry.linkText.empty()) {
+      throw ImageRefused("the image holds a link without a target: " + shown);
+    }
+    return true;
+  }
+}
+
+void ImageReader::CopyContentTo(int fd) {
+  char buffer[kBlockSize];
+  for (;;) {
+    const la_ssize_t got = archive_read_data(reader_, buffer, sizeof buffer);
+    if (got == 0) return;
+    if (got < 0) throw ImageRefused("the image is damaged: " + Reason(reader_));
+    for (const char* data = buffer; data < buffer + got;) {
+      const ssize_t written = ::write(fd, data, static_cast<size_t>(buffer + got - data));
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0) throw std::system_error(errno, std::generic_category(), "cannot write");
+      data += written;
+    }
+  }
+}
+
+int ImageReader::PercentRead() const {
+  if (fileSize_ == 0) return 100;
+  const int64_t read = archive_filter_bytes(reader_, -1);
+  return read <= 0 ? 0 : static_cast<int>(std::min<uint64_t>(100, static_cast<uint64_t>(read) * 100 / fileSize_));
+}
+
+}  // namespace kx::daemon

@@ -1,0 +1,68 @@
+#pragma once
+// Reads a system image (a gzip-compressed tar) entry by entry, as a stream.
+// Each entry is checked before it is handed out; the image is refused for
+//   - a path that is absolute, holds ".." or is otherwise not plain
+//     ("a//b", "a/./b"; a leading "./" is allowed)
+//   - a type other than directory, regular file and symbolic link: hard
+//     links, devices, pipes (the daemon's images never hold them)
+//   - a symbolic link without text
+//   - damaged or truncated data.
+// The root itself ("./") is passed over.
+
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+struct archive;
+
+namespace kx::daemon {
+
+class ImageRefused : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct ImageEntry {
+  enum class Type { kDirectory, kFile, kSymlink };
+  std::string relativePath;  // "etc/x"
+  Type type = Type::kFile;
+  mode_t mode = 0;  // permission, set-ID and sticky bits
+  uid_t owner = 0;
+  gid_t group = 0;
+  timespec modified{};
+  uint64_t size = 0;     // kFile
+  std::string linkText;  // kSymlink
+};
+
+class ImageReader {
+ public:
+  // Throws std::system_error when the file cannot be opened (a link is not
+  // followed), ImageRefused when it is no gzip-compressed tar.
+  explicit ImageReader(const std::string& imagePath);
+  ~ImageReader();
+  ImageReader(const ImageReader&) = delete;
+  ImageReader& operator=(const ImageReader&) = delete;
+
+  // The next entry; false at the end. Content not read is skipped (and still
+  // checked). Throws ImageRefused.
+  bool Next(ImageEntry& entry);
+  // Writes the content of the current file entry to `fd`. Throws
+  // ImageRefused for damaged data, std::system_error when writing fails.
+  void CopyContentTo(int fd);
+
+  // How much of the image file has been read, 0 to 100.
+  int PercentRead() const;
+
+ private:
+  std::string path_;
+  int fd_ = -1;
+  uint64_t fileSize_ = 0;
+  archive* reader_ = nullptr;
+};
+
+}  // namespace kx::daemon

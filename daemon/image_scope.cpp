@@ -1,0 +1,58 @@
+#include "daemon/image_scope.h"
+
+#include <stdexcept>
+
+#include "actions/exchange_paths.h"
+#include "daemon/transaction_location.h"
+#include "kx/tal/path.h"
+#include "kx/tal/text_file.h"
+
+namespace kx::daemon {
+namespace {
+
+constexpr const char* kAlwaysExcluded[] = {".syscfg-action", "mnt/userfs/.syscfg-action",
+                                           ".kx-uploads",    "mnt/userfs/.kx-uploads",
+                                           "proc",           "sys",
+                                           "dev",            "tmp"};
+
+}  // namespace
+
+std::string RelativeToRoot(const std::string& localPath) {
+  const std::string root = tal::CleanPath(tal::SystemRoot());
+  const std::string path = tal::CleanPath(localPath);
+  const std::string prefix = root == "/" ? "/" : root + "/";
+  if (path.size() <= prefix.size() || path.compare(0, prefix.size(), prefix) != 0) {
+    throw std::invalid_argument(localPath + " does not lie below the system root");
+  }
+  return path.substr(prefix.size());
+}
+
+ImageScope::ImageScope(const std::string& blacklistFile) {
+  excluded_.insert(std::begin(kAlwaysExcluded), std::end(kAlwaysExcluded));
+  for (const std::string& own : {DaemonTransactionPaths().directory, actions::FailedInstallationMarkerPath(),
+                                 actions::CurrentActionFilePath(), actions::LastActionFilePath(),
+                                 actions::InstallationStatusLogPath()}) {
+    excluded_.insert(RelativeToRoot(own));
+  }
+  if (blacklistFile.empty()) return;
+  const std::string base = tal::CleanPath(actions::ExchangeBase(false) + "/");
+  const std::string root = tal::CleanPath(tal::SystemRoot());
+  tal::TextFileReader reader(blacklistFile);
+  for (std::string line; reader.ReadLine(line);) {
+    // ".." stays below the base, as it would on the controller.
+    const std::string path = tal::JoinPath(base, tal::CleanPath("/" + line));
+    // The root itself: nothing is in the image.
+    excluded_.insert(tal::CleanPath(path) == root ? std::string() : RelativeToRoot(path));
+  }
+}
+
+bool ImageScope::Excludes(std::string_view relativePath) const {
+  if (excluded_.count(std::string_view()) != 0) return true;
+  for (size_t end = 0; end != std::string_view::npos;) {
+    end = relativePath.find('/', end + 1);
+    if (excluded_.count(relativePath.substr(0, end)) != 0) return true;
+  }
+  return false;
+}
+
+}  // namespace kx::daemon
