@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <strings.h>
 
+#include "host/exchange_file.h"
 #include "host/host_request.h"
 #include "host/listen_address.h"
 #include "host/text_reply.h"
@@ -135,6 +136,7 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
 
 MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const char* method, void** state) {
   const std::string path(url);
+  if (path.rfind(kExchangeFilePrefix, 0) == 0) return BeginFileDownload(connection, path, method);
   const std::string name = path.rfind(kPathPrefix, 0) == 0 ? path.substr(sizeof kPathPrefix - 1) : std::string();
   if (!IsMethodName(name)) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such web method\n");
   if (std::strcmp(method, MHD_HTTP_METHOD_GET) != 0 && std::strcmp(method, MHD_HTTP_METHOD_POST) != 0) {
@@ -156,6 +158,15 @@ MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const c
   }
   *state = request.release();
   return MHD_YES;
+}
+
+MHD_Result WebServer::BeginFileDownload(MHD_Connection* connection, const std::string& path, const char* method) {
+  if (std::strcmp(method, MHD_HTTP_METHOD_GET) != 0 && std::strcmp(method, MHD_HTTP_METHOD_HEAD) != 0) {
+    return QueueTextReply(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "only GET and HEAD\n", MHD_HTTP_HEADER_ALLOW,
+                          "GET, HEAD");
+  }
+  if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
+  return QueueExchangeFile(connection, path);
 }
 
 MHD_Result WebServer::Run(MHD_Connection* connection, HostRequest& request) {

@@ -1,11 +1,13 @@
 #pragma once
 // The HTTP server: hands every request for "/swinstall/<WebMethod>" to the
-// plug-in through the web runtime and sends back the reply it built.
+// plug-in through the web runtime and sends back the reply it built; serves
+// the system image for download itself (exchange_file.h).
 
 #include <microhttpd.h>
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "host/options.h"
 #include "host/plugin_library.h"
@@ -33,6 +35,7 @@ class WebServer {
                            const char* version, const char* data, size_t* size, void** state);
   static void Completed(void* self, MHD_Connection* connection, void** state, MHD_RequestTerminationCode code);
   MHD_Result Begin(MHD_Connection* connection, const char* url, const char* method, void** state);
+  MHD_Result BeginFileDownload(MHD_Connection* connection, const std::string& path, const char* method);
   MHD_Result Run(MHD_Connection* connection, class HostRequest& request);
 
   const HostOptions& options_;

@@ -1,0 +1,107 @@
+#include "host/exchange_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+
+#include "host/byte_range.h"
+#include "host/text_reply.h"
+#include "kx/tal/path.h"
+
+namespace kx::webhost {
+namespace {
+
+constexpr char kExchangeName[] = ".syscfg-action";
+constexpr char kImageName[] = "SystemImage.tgz";
+constexpr size_t kMaxActionIdLength = 128;
+
+// The characters of an action ID, as the action-lock service allows them.
+bool IsActionId(const std::string& text) {
+  if (text.empty() || text.size() > kMaxActionIdLength || text == "." || text.find("..") != std::string::npos) {
+    return false;
+  }
+  for (const char c : text) {
+    const bool letterOrDigit = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    if (!letterOrDigit && c != '.' && c != '_' && c != '-') return false;
+  }
+  return true;
+}
+
+// "<exchange>/<action ID>/SystemImage.tgz" → the action ID.
+std::optional<std::string> ActionIdOf(const std::string& path) {
+  const std::string exchange = std::string(kExchangeName) + "/";
+  const std::string image = std::string("/") + kImageName;
+  if (path.size() <= exchange.size() + image.size() || path.compare(0, exchange.size(), exchange) != 0 ||
+      path.compare(path.size() - image.size(), image.size(), image) != 0) {
+    return std::nullopt;
+  }
+  std::string actionId = path.substr(exchange.size(), path.size() - exchange.size() - image.size());
+  if (!IsActionId(actionId)) return std::nullopt;
+  return actionId;
+}
+
+std::string ExchangeDirectory() {
+  struct stat info {};
+  const bool safeMode = ::lstat(tal::RootedPath("/etc/brenmar/safemode").c_str(), &info) == 0;
+  return tal::RootedPath(safeMode ? "/mnt/userfs/.syscfg-action" : "/.syscfg-action");
+}
+
+// Opens the image one directory at a time, no link followed; -1 when it is not
+// a regular file there.
+int OpenImage(const std::string& actionId, uint64_t& size) {
+  const int exchange = ::open(ExchangeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (exchange < 0) return -1;
+  const int action = ::openat(exchange, actionId.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  ::close(exchange);
+  if (action < 0) return -1;
+  const int image = ::openat(action, kImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+  ::close(action);
+  struct stat info {};
+  if (image >= 0 && ::fstat(image, &info) == 0 && S_ISREG(info.st_mode)) {
+    size = static_cast<uint64_t>(info.st_size);
+    return image;
+  }
+  if (image >= 0) ::close(image);
+  return -1;
+}
+
+}  // namespace
+
+MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath) {
+  const std::optional<std::string> actionId = ActionIdOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
+  uint64_t size = 0;
+  const int image = actionId ? OpenImage(*actionId, size) : -1;
+  if (image < 0) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
+
+  const ByteRange range = ParseByteRange(
+      MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_RANGE), size);
+  if (range.kind == ByteRange::Kind::kUnsatisfiable) {
+    ::close(image);
+    const std::string contentRange = "bytes */" + std::to_string(size);
+    return QueueTextReply(connection, MHD_HTTP_RANGE_NOT_SATISFIABLE, "range not satisfiable\n",
+                          MHD_HTTP_HEADER_CONTENT_RANGE, contentRange.c_str());
+  }
+  const bool part = range.kind == ByteRange::Kind::kPart;
+  const uint64_t first = part ? range.first : 0;
+  const uint64_t length = part ? range.last - range.first + 1 : size;
+  // The response owns the descriptor from here on.
+  MHD_Response* response = MHD_create_response_from_fd_at_offset64(length, image, first);
+  if (response == nullptr) {
+    ::close(image);
+    return MHD_NO;
+  }
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/gzip");
+  MHD_add_response_header(response, MHD_HTTP_HEADER_ACCEPT_RANGES, "bytes");
+  if (part) {
+    const std::string contentRange =
+        "bytes " + std::to_string(range.first) + "-" + std::to_string(range.last) + "/" + std::to_string(size);
+    MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_RANGE, contentRange.c_str());
+  }
+  const MHD_Result queued = MHD_queue_response(connection, part ? MHD_HTTP_PARTIAL_CONTENT : MHD_HTTP_OK, response);
+  MHD_destroy_response(response);
+  return queued;
+}
+
+}  // namespace kx::webhost
