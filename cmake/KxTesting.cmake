@@ -1,14 +1,24 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# kx_add_gtest(<target> SOURCES <files...> LIBS <libraries...>)
-# One GoogleTest executable, each of its tests registered with ctest.
+# kx_add_gtest(<target> SOURCES <files...> LIBS <libraries...> [RESOURCE_LOCK <name>])
+# One GoogleTest executable, each of its tests registered with ctest. Tests that
+# share a RESOURCE_LOCK never run at the same time.
 function(kx_add_gtest target)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "RESOURCE_LOCK" "SOURCES;LIBS" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main Threads::Threads)
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+  set(properties)
+  if(ARG_RESOURCE_LOCK)
+    set(properties PROPERTIES RESOURCE_LOCK ${ARG_RESOURCE_LOCK})
+  endif()
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 ${properties})
 endfunction()
+
+# Whether the installation daemon runs is decided by a process named "kxsid"
+# anywhere on the machine, so the tests that start one, or that need none to
+# run, take turns.
+set(KX_DAEMON_PROCESS_LOCK kxsid-process)
 
 # Cross-compiled trees run their tests under CMAKE_CROSSCOMPILING_EMULATOR. Tests that
 # need what the emulator cannot give skip themselves on KX_UNDER_EMULATION, saying why.
