@@ -62,8 +62,11 @@ class Packer {
  public:
   Packer(int fd, const std::function<void(const PackProgress&)>& onProgress) : onProgress_(onProgress) {
     if (writer_.handle == nullptr || !entry_) throw std::bad_alloc();
+    // Names are stored as the bytes they are: the controller has no locale
+    // that could translate them, and needs none.
     if (archive_write_add_filter_gzip(writer_.handle) != ARCHIVE_OK ||
         archive_write_set_format_pax_restricted(writer_.handle) != ARCHIVE_OK ||
+        archive_write_set_format_option(writer_.handle, "pax", "hdrcharset", "BINARY") != ARCHIVE_OK ||
         archive_write_open_fd(writer_.handle, fd) != ARCHIVE_OK) {
       Fail(writer_.handle, "cannot start the image");
     }

@@ -10,10 +10,9 @@
 namespace kx::daemon {
 namespace {
 
-constexpr const char* kAlwaysExcluded[] = {".syscfg-action", "mnt/userfs/.syscfg-action",
-                                           ".kx-uploads",    "mnt/userfs/.kx-uploads",
-                                           "proc",           "sys",
-                                           "dev",            "tmp"};
+constexpr const char* kAlwaysExcluded[] = {
+    ".syscfg-action", "mnt/userfs/.syscfg-action", ".kx-uploads", "mnt/userfs/.kx-uploads",
+    "proc", "sys", "dev", "tmp", "run", "var/tmp"};
 
 }  // namespace
 
@@ -33,6 +32,12 @@ ImageScope::ImageScope(const std::string& blacklistFile) {
                                  actions::CurrentActionFilePath(), actions::LastActionFilePath(),
                                  actions::InstallationStatusLogPath()}) {
     excluded_.insert(RelativeToRoot(own));
+  }
+  // The files behind the named mutexes and events, wherever they are put.
+  try {
+    excluded_.insert(RelativeToRoot(tal::SharedFileDirectory()));
+  } catch (const std::invalid_argument&) {
+    // outside the root: never in an image
   }
   if (blacklistFile.empty()) return;
   const std::string base = tal::CleanPath(actions::ExchangeBase(false) + "/");

@@ -3,7 +3,8 @@
 //   - the action exchange directories ("/.syscfg-action" and, for safe mode,
 //     "/mnt/userfs/.syscfg-action") and the web host's upload directories
 //     beside them (".kx-uploads"): the transfers of the action in hand
-//   - "/proc", "/sys", "/dev" and "/tmp": the running system, not its software
+//   - "/proc", "/sys", "/dev", "/tmp", "/run", "/var/tmp" and the shared-file
+//     directory (named mutexes and events): the running system, not its software
 //   - the daemon's own state: its transaction, "config.old",
 //     "currentAction.xml", "lastAction.xml" and the installation status log,
 //     which tell about the action in hand

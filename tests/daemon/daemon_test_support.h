@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "tests/support/scratch_root.h"
 
@@ -15,9 +16,22 @@ void InstallSampleRepository(const ScratchRoot& root);
 // The text of a file of daemon/samples ("install-hello.cdf").
 std::string SampleFile(const std::string& name);
 
-// Takes the action lock for `actionId` (when not held yet) and places
-// "install.cdf" in its directory, as the SoftwareUpdate web method does.
+// Takes the action lock for `actionId` (when not held yet); its directory.
+std::string TakeActionLock(const std::string& actionId);
+// Takes the lock and places "install.cdf" in the action's directory, as the
+// SoftwareUpdate web method does.
 void RequestUpdate(const std::string& actionId, const std::string& installCdf);
+
+// An entry of a hand-made system image: 'f' file (content), 'd' directory,
+// 'l' symbolic link (content: its text), 'h' hard link (content: its target),
+// 'c' character device.
+struct TestImageEntry {
+  std::string path;
+  char type = 'f';
+  std::string content;
+};
+// Writes a gzip-compressed tar with exactly these entries.
+void WriteTestImage(const std::string& path, const std::vector<TestImageEntry>& entries);
 
 // Every entry below the root (type, mode, owner, content or link text), except
 // the action exchange, the temporary directories and the state files, which

@@ -2,86 +2,42 @@
 // kx-webhost with the plug-in, the real kxsid, the sample repository.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <thread>
 
-#include "kx/tal/osdep/named_event.h"
-#include "tests/daemon/daemon_process.h"
-#include "tests/daemon/daemon_test_support.h"
-#include "tests/host/http_client.h"
-#include "tests/host/webhost_process.h"
+#include "tests/daemon/controller_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using kx::test::Contains;
 using kx::test::Get;
 using kx::test::Post;
 
-constexpr char kFormType[] = "application/x-www-form-urlencoded";
 constexpr char kHello[] = "{6F1C5A2E-3B7D-4E0A-9C52-1D8E4F7A2B10}";
 constexpr char kGreeting[] = "{A3D94C71-52E8-4B1F-8E06-7C2B9F3D1E45}";
 
-bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-class DaemonEndToEnd : public testing::Test {
+class DaemonEndToEnd : public kx::test::ControllerFixture {
  protected:
-  void SetUp() override {
-    kx::test::InstallSampleRepository(root);
-    root.WriteFile("/tmp/kx_system_state", "Install Mode");
-    // A controller always has a configuration: BeginAction's pre-check reads it.
-    root.WriteFile("/etc/brenmar/share/config.cdf", "<?xml version=\"1.0\"?>\n<DEFINITION>\n</DEFINITION>\n");
-    // The restart: records the boot mode it was asked for.
-    root.WriteFile("/sbin/reboot", "#!/bin/sh\ncp \"$KX_SYSTEM_ROOT/tmp/kx_boot_mode_input\" \"$KX_SYSTEM_ROOT/tmp/rebooted\"\n");
-    fs::permissions(root / "/sbin/reboot", fs::perms::owner_all);
-    ASSERT_TRUE(daemon.WaitUntilReady());
-  }
-
-  void TearDown() override {
-    EXPECT_EQ(host.Stop(SIGTERM), 0);
-    EXPECT_EQ(daemon.Stop(SIGTERM), 0);
-    kx::tal::osdep::RemoveNamedEvent("SoftwareActionRequestReady");
-  }
-
   // Runs one software update through the web service; returns the final Progress answer.
   std::string Update(const std::string& actionId, const std::string& catalogueFile) {
-    const auto begin = Post(host.Port(), "/swinstall/BeginAction", kFormType,
-                            "ActionID=" + actionId + "&CustomLockHolder=test&Action=SoftwareUpdate");
-    if (!Contains(begin.body, "Result=\"0\"")) return begin.body;
+    const std::string begin = Call("BeginAction", "ActionID=" + actionId + "&CustomLockHolder=test&Action=SoftwareUpdate");
+    if (!Contains(begin, "Result=\"0\"")) return begin;
     const auto update = Post(host.Port(), "/swinstall/SoftwareUpdate", kx::test::kMultipartType,
                              kx::test::MultipartBody(
                                  {{"command", "<WSACTIONCOMMAND NAME=\"" + actionId + "\" AUTOREBOOT=\"YES\"/>"},
                                   {"catalogue", kx::test::SampleFile(catalogueFile), "install.cdf"}}));
     if (!Contains(update.body, "Result=\"0\"")) return update.body;
-    std::string progress;
-    for (int polls = 0; polls < 300; ++polls) {
-      progress = Get(host.Port(), "/swinstall/Progress").body;
-      if (Contains(progress, "<Last Id=\"" + actionId + "\"") && Contains(progress, "<Current/>")) break;
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return progress;
+    return WaitForResult(actionId);
   }
 
-  // Ends the action; true once its lock is free.
   bool Finalize(const std::string& actionId, const std::string& postAction) {
-    const auto finalize = Post(host.Port(), "/swinstall/FinalizeAction", kFormType,
-                               "ActionID=" + actionId + "&WebMethod=SoftwareUpdate&Action=" + postAction + "&Options=0");
-    EXPECT_TRUE(Contains(finalize.body, "Result=\"0\"")) << finalize.body;
-    for (int polls = 0; polls < 300; ++polls) {
-      if (fs::is_empty(root / "/.syscfg-action")) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
+    return ControllerFixture::Finalize(actionId, "SoftwareUpdate", postAction);
   }
 
   std::string Installed() { return Get(host.Port(), "/swinstall/InstalledComponents").body; }
-
-  kx::test::ScratchRoot root;
-  kx::test::DaemonProcess daemon{root.Path()};
-  kx::test::WebhostProcess host{{"--root", root.Path()}};
 };
 
 TEST_F(DaemonEndToEnd, InstallsRemovesAndRefusesThroughTheWebService) {
