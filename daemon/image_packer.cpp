@@ -62,11 +62,11 @@ class Packer {
  public:
   Packer(int fd, const std::function<void(const PackProgress&)>& onProgress) : onProgress_(onProgress) {
     if (writer_.handle == nullptr || !entry_) throw std::bad_alloc();
-    // Names are stored as the bytes they are: the controller has no locale
-    // that could translate them, and needs none.
+    // The GNU format keeps names as the bytes they are (pax would translate
+    // them through a locale the controller does not have) and has no limit
+    // on their length; every tar reads it.
     if (archive_write_add_filter_gzip(writer_.handle) != ARCHIVE_OK ||
-        archive_write_set_format_pax_restricted(writer_.handle) != ARCHIVE_OK ||
-        archive_write_set_format_option(writer_.handle, "pax", "hdrcharset", "BINARY") != ARCHIVE_OK ||
+        archive_write_set_format_gnutar(writer_.handle) != ARCHIVE_OK ||
         archive_write_open_fd(writer_.handle, fd) != ARCHIVE_OK) {
       Fail(writer_.handle, "cannot start the image");
     }

@@ -1,5 +1,5 @@
 #pragma once
-// Packs the system root into a system image: a gzip-compressed tar (pax
+// Packs the system root into a system image: a gzip-compressed tar (GNU
 // format) written as a stream, so memory use does not grow with the tree.
 //
 // Entries are directories, regular files and symbolic links with their mode,

@@ -67,6 +67,7 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
   fs::create_directory(root / "/opt/app/private");
   fs::permissions(root / "/opt/app/private", fs::perms::owner_all);
   root.WriteFile("/opt/app/Grüße.txt", "hallo\n");
+  root.WriteFile("/opt/app/caf\xe9 latin-1.txt", "bytes, not UTF-8\n");
   root.WriteFile("/var/log/keep.log", "kept\n");
   root.WriteFile("/mnt/userfs/user.txt", "user data\n");
   fs::create_symlink("/opt/app", root / "/mnt/userfs/app-link");
