@@ -13,6 +13,7 @@
 #include <map>
 
 #include "actions/request_files.h"
+#include "daemon/daemon_settings.h"
 #include "platform/action_lock.h"
 #include "tests/daemon/controller_fixture.h"
 
@@ -235,6 +236,19 @@ TEST(DaemonSystemImageRefusal, ARestoreThatFailsOrIsKilledAtAnyStepIsRolledBack)
   EXPECT_EQ(ReadFileText(root / "/etc/brenmar/share/config.cdf"), "<DEFINITION>new</DEFINITION>\n");
   EXPECT_EQ(fs::status(root / "/opt").permissions(), static_cast<fs::perms>(0755));
   kx::tal::osdep::RemoveNamedEvent("SoftwareActionRequestReady");
+}
+
+TEST(DaemonSystemImageRefusal, FormatAndRestoreNeedPermissionWhenTheRootIsSlash) {
+  kx::test::ScratchRoot root;
+  kx::daemon::DaemonSettings settings;
+  EXPECT_TRUE(kx::daemon::MayChangeWholeRoot(settings));
+  fs::create_symlink("/", root / "/slash");
+  for (const std::string& slash : std::vector<std::string>{"/", "//", "/tmp/..", root / "/slash", ""}) {
+    ::setenv("KX_SYSTEM_ROOT", slash.c_str(), 1);
+    EXPECT_FALSE(kx::daemon::MayChangeWholeRoot(settings)) << slash;
+  }
+  settings.allowFormatAndRestoreOfRoot = true;
+  EXPECT_TRUE(kx::daemon::MayChangeWholeRoot(settings));
 }
 
 }  // namespace
