@@ -23,11 +23,11 @@ bool LinkStaysBelowRoot(const std::string& relativePath, const std::string& link
   return true;
 }
 
-void CheckImage(const std::string& imagePath, const std::function<void(int percent)>& onProgress) {
+void CheckImage(const ImageFile& image, const std::function<void(int percent)>& onProgress) {
   // Memory grows with the links and directories of the image, not its files.
   std::unordered_set<std::string> links;
   std::unordered_set<std::string> parents;
-  ImageReader reader(imagePath);
+  ImageReader reader(image);
   for (ImageEntry entry; reader.Next(entry);) {
     const std::string& path = entry.relativePath;
     for (size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {

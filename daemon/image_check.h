@@ -17,7 +17,7 @@
 namespace kx::daemon {
 
 // `onProgress` gets the percentage of the image read so far.
-void CheckImage(const std::string& imagePath, const std::function<void(int percent)>& onProgress);
+void CheckImage(const ImageFile& image, const std::function<void(int percent)>& onProgress);
 
 // True when `linkText`, a link at `relativePath`, names a place below the root.
 bool LinkStaysBelowRoot(const std::string& relativePath, const std::string& linkText);

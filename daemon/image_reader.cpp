@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -33,43 +34,43 @@ bool PlainRelativePath(std::string_view path, std::string& relative) {
 }
 
 std::string Reason(archive* reader) {
-  const char* text = reader != nullptr ? archive_error_string(reader) : nullptr;
+  const char* text = archive_error_string(reader);
   return text != nullptr ? text : "unknown error";
 }
 
 }  // namespace
 
-ImageReader::ImageReader(const std::string& imagePath) : path_(imagePath) {
-  fd_ = ::open(imagePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+ImageFile::ImageFile(const std::string& path) {
+  fd_ = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
   struct stat info {};
   if (fd_ < 0 || ::fstat(fd_, &info) != 0) {
     const int error = errno;
     if (fd_ >= 0) ::close(fd_);
-    throw std::system_error(error, std::generic_category(), "cannot open the image " + imagePath);
+    throw std::system_error(error, std::generic_category(), "cannot open the image " + path);
   }
-  fileSize_ = static_cast<uint64_t>(info.st_size);
-  reader_ = archive_read_new();
   if (!S_ISREG(info.st_mode)) {
     ::close(fd_);
-    archive_read_free(reader_);
-    throw ImageRefused(imagePath + " is not a regular file");
+    throw ImageRefused(path + " is not a regular file");
   }
-  if (reader_ == nullptr || archive_read_support_filter_gzip(reader_) != ARCHIVE_OK ||
+  size_ = static_cast<uint64_t>(info.st_size);
+}
+
+ImageFile::~ImageFile() { ::close(fd_); }
+
+ImageReader::ImageReader(const ImageFile& file) : fileSize_(file.Size()), reader_(archive_read_new()) {
+  if (reader_ == nullptr) throw std::bad_alloc();
+  if (::lseek(file.Descriptor(), 0, SEEK_SET) != 0 || archive_read_support_filter_gzip(reader_) != ARCHIVE_OK ||
       archive_read_support_format_tar(reader_) != ARCHIVE_OK ||
-      archive_read_open_fd(reader_, fd_, kBlockSize) != ARCHIVE_OK ||
+      archive_read_open_fd(reader_, file.Descriptor(), kBlockSize) != ARCHIVE_OK ||
       archive_filter_code(reader_, 0) != ARCHIVE_FILTER_GZIP) {
-    const bool explained = reader_ != nullptr && archive_error_string(reader_) != nullptr;
-    const std::string reason = explained ? Reason(reader_) : "not gzip-compressed";
+    const std::string reason = archive_error_string(reader_) != nullptr ? Reason(reader_) : "not gzip-compressed";
     archive_read_free(reader_);
-    ::close(fd_);
-    throw ImageRefused(imagePath + " is no system image: " + reason);
+    throw ImageRefused("no system image: " + reason);
   }
 }
 
-ImageReader::~ImageReader() {
-  archive_read_free(reader_);
-  ::close(fd_);
-}
+// Closing the reader leaves the descriptor open: it is the ImageFile's.
+ImageReader::~ImageReader() { archive_read_free(reader_); }
 
 bool ImageReader::Next(ImageEntry& entry) {
   for (;;) {

@@ -39,11 +39,30 @@ struct ImageEntry {
   std::string linkText;  // kSymlink
 };
 
-class ImageReader {
+// The image file, opened once for every reading of it, so that a file put in
+// its place meanwhile is not seen.
+class ImageFile {
  public:
   // Throws std::system_error when the file cannot be opened (a link is not
-  // followed), ImageRefused when it is no gzip-compressed tar.
-  explicit ImageReader(const std::string& imagePath);
+  // followed), ImageRefused when it is not a regular file.
+  explicit ImageFile(const std::string& path);
+  ~ImageFile();
+  ImageFile(const ImageFile&) = delete;
+  ImageFile& operator=(const ImageFile&) = delete;
+
+  int Descriptor() const { return fd_; }
+  uint64_t Size() const { return size_; }
+
+ private:
+  int fd_ = -1;
+  uint64_t size_ = 0;
+};
+
+// One reading of the image from its start.
+class ImageReader {
+ public:
+  // Throws ImageRefused when the file is no gzip-compressed tar.
+  explicit ImageReader(const ImageFile& file);
   ~ImageReader();
   ImageReader(const ImageReader&) = delete;
   ImageReader& operator=(const ImageReader&) = delete;
@@ -59,8 +78,6 @@ class ImageReader {
   int PercentRead() const;
 
  private:
-  std::string path_;
-  int fd_ = -1;
   uint64_t fileSize_ = 0;
   archive* reader_ = nullptr;
 };

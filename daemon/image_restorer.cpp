@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "daemon/image_reader.h"
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
 #include "kx/tal/path.h"
@@ -121,10 +120,10 @@ class Restorer {
 
 }  // namespace
 
-void RestoreImage(const std::string& imagePath, const ImageScope& scope, Transaction& transaction,
+void RestoreImage(const ImageFile& image, const ImageScope& scope, Transaction& transaction,
                   const std::function<void(int percent)>& onProgress) {
   Restorer restorer(scope, transaction);
-  ImageReader reader(imagePath);
+  ImageReader reader(image);
   for (ImageEntry entry; reader.Next(entry);) {
     restorer.Restore(entry, reader);
     onProgress(reader.PercentRead());

@@ -16,6 +16,7 @@
 #include <functional>
 #include <string>
 
+#include "daemon/image_reader.h"
 #include "daemon/image_scope.h"
 #include "daemon/transaction.h"
 
@@ -24,7 +25,7 @@ namespace kx::daemon {
 // `onProgress` gets the percentage of the image read so far, and may throw to
 // stop. Throws ImageRefused for damaged data, std::runtime_error when a change
 // cannot be made; the caller rolls the transaction back.
-void RestoreImage(const std::string& imagePath, const ImageScope& scope, Transaction& transaction,
+void RestoreImage(const ImageFile& image, const ImageScope& scope, Transaction& transaction,
                   const std::function<void(int percent)>& onProgress);
 
 }  // namespace kx::daemon

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <exception>
-#include <memory>
 #include <utility>
 
 #include "actions/ownership.h"
@@ -79,6 +78,25 @@ FileAttributes ImageAttributes() {
   return attributes;
 }
 
+// Restores a checked image in one transaction; a failure is rolled back. Throws
+// when the transaction cannot be opened or the roll-back is incomplete.
+int32_t Restore(const ImageFile& image, const ImageScope& scope, ProgressReporter& progress) {
+  Transaction transaction(DaemonTransactionPaths());
+  try {
+    PercentScale scale(progress, 30, 99, "Restoring the system image");
+    RestoreImage(image, scope, transaction, scale);
+    transaction.Commit();
+  } catch (const std::exception& error) {
+    ReportError(std::string("the image restore failed: ") + error.what());
+    progress.Update(100, "Rolling back");
+    transaction.RollBack();
+    ReportInfo("rolled back: the controller is as it was before the restore");
+    return actions::kResultFail;
+  }
+  ReportInfo("the system image is restored");
+  return actions::kResultOk;
+}
+
 }  // namespace
 
 int32_t RunGetSystemImage(const std::string& actionDirectory, ProgressReporter& progress) {
@@ -121,37 +139,19 @@ int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& 
                 "([Safety] AllowFormatAndRestoreOfRoot=1)");
     return actions::kResultFail;
   }
-  std::unique_ptr<ImageScope> scope;
   try {
-    scope = std::make_unique<ImageScope>(request.blacklist);
+    const ImageScope scope(request.blacklist);
+    const ImageFile image(request.image);
     PercentScale scale(progress, 1, 30, "Checking the system image");
-    CheckImage(request.image, scale);
+    CheckImage(image, scale);
+    return Restore(image, scope, progress);
   } catch (const ImageRefused& refusal) {
     ReportError(std::string("image refused, nothing changed: ") + refusal.what());
     return actions::kResultCorruptImage;
   } catch (const std::exception& error) {
-    ReportError(std::string("image restore failed, nothing changed: ") + error.what());
+    ReportError(std::string("the image restore failed: ") + error.what());
     return actions::kResultFail;
   }
-  try {
-    Transaction transaction(DaemonTransactionPaths());
-    try {
-      PercentScale scale(progress, 30, 99, "Restoring the system image");
-      RestoreImage(request.image, *scope, transaction, scale);
-      transaction.Commit();
-    } catch (const std::exception& error) {
-      ReportError(std::string("the image restore failed: ") + error.what());
-      progress.Update(100, "Rolling back");
-      transaction.RollBack();
-      ReportInfo("rolled back: the controller is as it was before the restore");
-      return actions::kResultFail;
-    }
-  } catch (const std::exception& error) {
-    ReportError(error.what());
-    return actions::kResultFail;
-  }
-  ReportInfo("the system image is restored");
-  return actions::kResultOk;
 }
 
 }  // namespace kx::daemon
