@@ -97,7 +97,6 @@ bool ImageReader::Next(ImageEntry& entry) {
     entry.owner = static_cast<uid_t>(archive_entry_uid(header));
     entry.group = static_cast<gid_t>(archive_entry_gid(header));
     entry.modified = timespec{archive_entry_mtime(header), archive_entry_mtime_nsec(header)};
-    entry.size = entry.type == ImageEntry::Type::kFile ? static_cast<uint64_t>(archive_entry_size(header)) : 0;
     const char* link = archive_entry_symlink(header);
     entry.linkText = link != nullptr ? link : "";
     if (entry.type == ImageEntry::Type::kSymlink && entry.linkText.empty()) {

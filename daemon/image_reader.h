@@ -14,7 +14,6 @@
 
 #include <cstdint>
 #include <ctime>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -35,7 +34,6 @@ struct ImageEntry {
   uid_t owner = 0;
   gid_t group = 0;
   timespec modified{};
-  uint64_t size = 0;     // kFile
   std::string linkText;  // kSymlink
 };
 
