@@ -16,20 +16,6 @@ bool IsPlainFileName(const std::string& name) {
          name.find('\0') == std::string::npos;
 }
 
-std::string EscapeAttribute(const std::string& text) {
-  std::string escaped;
-  escaped.reserve(text.size());
-  for (const char c : text) {
-    switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      case '"': escaped += "&quot;"; break;
-      default: escaped += c;
-    }
-  }
-  return escaped;
-}
 
 }  // namespace
 
@@ -47,10 +33,25 @@ bool CreateActionXML(const std::string& fileName, const std::string& text) noexc
 
 std::string LastActionLine(const std::string& actionId, const std::string& actionType,
                            int32_t result, std::time_t stopTime) {
-  return "<Last Id=\"" + EscapeAttribute(actionId) + "\" ActionType=\"" +
-         EscapeAttribute(actionType) + "\" StopTime=\"" +
+  return "<Last Id=\"" + EscapeXmlAttribute(actionId) + "\" ActionType=\"" +
+         EscapeXmlAttribute(actionType) + "\" StopTime=\"" +
          tal::TimeToText(stopTime, "%Y-%m-%d", "%H:%M:%S %Z") + "\" Result=\"" +
          std::to_string(result) + "\"/>\n";
+}
+
+std::string EscapeXmlAttribute(const std::string& text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    switch (c) {
+      case '&': escaped += "&amp;"; break;
+      case '<': escaped += "&lt;"; break;
+      case '>': escaped += "&gt;"; break;
+      case '"': escaped += "&quot;"; break;
+      default: escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+    }
+  }
+  return escaped;
 }
 
 }  // namespace kx::actions

@@ -14,6 +14,10 @@ namespace kx::actions {
 // never throws.
 bool CreateActionXML(const std::string& fileName, const std::string& text) noexcept;
 
+// Text made safe inside a double-quoted XML attribute: & < > " escaped, control
+// characters turned into blanks.
+std::string EscapeXmlAttribute(const std::string& text);
+
 // The one-line "lastAction.xml" form:
 // <Last Id="…" ActionType="…" StopTime="<local %Y-%m-%d %H:%M:%S %Z>" Result="<signed decimal>"/>\n
 // The ID and type are escaped for an XML attribute.

@@ -7,6 +7,7 @@
 
 #include "actions/action_allowed.h"
 #include "actions/blacklist_file.h"
+#include "actions/action_state_files.h"
 #include "actions/exchange_paths.h"
 #include "actions/no_window_external_application.h"
 #include "actions/request_files.h"
@@ -69,19 +70,6 @@ class FormReader {
 int32_t RefuseForm(int32_t& httpStatus) {
   httpStatus = 400;
   return kResultInvalidArgument;
-}
-
-std::string EscapeAttribute(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '"': escaped += "&quot;"; break;
-      default: escaped += c;
-    }
-  }
-  return escaped;
 }
 
 // Writes the blacklist file when there is a blacklist. The path the daemon is
@@ -210,7 +198,7 @@ int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
   const int32_t result = GetImage(actionId, blacklist, options, imagePath, restart);
   // The URL is filled even when the lock is not held.
   output = "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"" + std::to_string(result) +
-           "\" ImageFileURL=\"" + EscapeAttribute(ExchangeRelativePath(imagePath, ExchangeBase(true))) +
+           "\" ImageFileURL=\"" + EscapeXmlAttribute(ExchangeRelativePath(imagePath, ExchangeBase(true))) +
            "\" />";
   return result;
 }

@@ -17,20 +17,6 @@ namespace {
 // Keeps the element well inside the region whatever a package calls itself.
 constexpr size_t kMaxStepLength = 256;
 
-std::string EscapeAttribute(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      case '"': escaped += "&quot;"; break;
-      default: escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    }
-  }
-  return escaped;
-}
-
 // Cut at a character boundary of UTF-8 text.
 std::string Shortened(const std::string& text) {
   if (text.size() <= kMaxStepLength) return text;
@@ -64,10 +50,11 @@ void ProgressReporter::Start(const std::string& actionId, const std::string& act
 }
 
 void ProgressReporter::Update(int percent, const std::string& step) {
+  using actions::EscapeXmlAttribute;
   const std::string element =
-      "<Current Id=\"" + EscapeAttribute(actionId_) + "\" ActionType=\"" + EscapeAttribute(actionType_) +
+      "<Current Id=\"" + EscapeXmlAttribute(actionId_) + "\" ActionType=\"" + EscapeXmlAttribute(actionType_) +
       "\" StartTime=\"" + tal::TimeToText(startTime_, "%Y-%m-%d", "%H:%M:%S %Z") + "\" Percent=\"" +
-      std::to_string(std::clamp(percent, 0, 100)) + "\" Step=\"" + EscapeAttribute(Shortened(step)) + "\"/>\n";
+      std::to_string(std::clamp(percent, 0, 100)) + "\" Step=\"" + EscapeXmlAttribute(Shortened(step)) + "\"/>\n";
   Publish(element);
 }
 
