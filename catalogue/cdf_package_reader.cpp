@@ -76,6 +76,9 @@ MergeIni ReadMergeIni(const Element& element) {
 // dependencies go before loose ones, so that everything walking the list meets
 // the exact requirements first; within each group DEPENDENCY entries come before
 // SOFTDEPENDENCY ones, each in document order.
+//
+// Entries go straight into the package's list in document order; Finish reorders
+// them only when they are not in group order already (the usual case is).
 class DependencyReader {
  public:
   DependencyReader(const ElementScanner& scanner, Package& package) : scanner_(scanner), package_(package) {}
@@ -96,12 +99,10 @@ class DependencyReader {
     auto name = ReadAttribute(child->attributes, "NAME");
     if (!name) return;
     // A second DEPENDENCY on a name is ignored; SOFTDEPENDENCY entries are not checked.
-    // The set stands for a look-up in the list, which would make this quadratic.
-    if (!soft && dependencyNames_.count(*name) != 0) return;
+    if (!soft && HasDependencyOn(*name)) return;
 
     Version version = ParseVersion(ReadAttributeOr(child->attributes, "VERSION", ""));
     std::string title = ChildText(scanner_, child->inside, "TITLE");
-    DependencyList* list = &exactFirst_[soft ? 1 : 0];
     std::unique_ptr<BaseDependency> dependency;
     if (type == "EXACT") {
       dependency = std::make_unique<ExactVersionDependency>(std::move(*name), std::move(version), std::move(title), soft);
@@ -109,20 +110,26 @@ class DependencyReader {
       dependency = std::make_unique<StrictDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else {
       dependency = std::make_unique<LooseDependency>(std::move(*name), std::move(version), std::move(title), soft);
-      list = &looseLast_[soft ? 1 : 0];
     }
-    if (!soft) dependencyNames_.insert(dependency->name);  // the object keeps the text in place
-    list->push_back(std::move(dependency));
+    const uint8_t group = GroupOf(*dependency);
+    inGroupOrder_ = inGroupOrder_ && group >= lastGroup_;
+    lastGroup_ = group;
+    package_.dependencies.push_back(std::move(dependency));
+    if (!soft) RememberHardName(*package_.dependencies.back());
   }
 
   void Finish() {
     for (const Element& element : softStackDependencies_) ReadStackDependency(element);
-    // DEPENDENCY entries before SOFTDEPENDENCY ones within each group.
+    if (inGroupOrder_) return;
     DependencyList& list = package_.dependencies;
-    list = std::move(exactFirst_[0]);
-    for (DependencyList* rest : {&exactFirst_[1], &looseLast_[0], &looseLast_[1]}) {
-      for (auto& dependency : *rest) list.push_back(std::move(dependency));
+    DependencyList ordered;
+    ordered.reserve(list.size());
+    for (uint8_t group = 0; group < 4; ++group) {
+      for (auto& dependency : list) {
+        if (dependency && GroupOf(*dependency) == group) ordered.push_back(std::move(dependency));
+      }
     }
+    list = std::move(ordered);
   }
 
  private:
@@ -146,11 +153,43 @@ class DependencyReader {
     package_.stackItems.push_back(std::move(dependency));
   }
 
+  // 0 exact or strict, 2 loose; plus 1 for SOFTDEPENDENCY.
+  static uint8_t GroupOf(const BaseDependency& dependency) {
+    const bool loose = dynamic_cast<const StrictDependency*>(&dependency) == nullptr;
+    return static_cast<uint8_t>((loose ? 2 : 0) + (dependency.isSoft ? 1 : 0));
+  }
+
+  // Few dependencies are looked up in the list itself, with no allocation; past
+  // the limit a set keeps the reading of many linear.
+  static constexpr size_t kLinearSearchLimit = 16;
+
+  bool HasDependencyOn(std::string_view name) const {
+    if (!names_.empty()) return names_.count(name) != 0;
+    for (const auto& dependency : package_.dependencies) {
+      if (!dependency->isSoft && NamesEqual(dependency->name, name)) return true;
+    }
+    return false;
+  }
+
+  // Past the limit, fills the set with every hard dependency's name, then adds
+  // each new one. The objects keep their names in place, so the views stay valid.
+  void RememberHardName(const BaseDependency& added) {
+    if (++hardCount_ <= kLinearSearchLimit) return;
+    if (!names_.empty()) {
+      names_.insert(added.name);
+      return;
+    }
+    for (const auto& dependency : package_.dependencies) {
+      if (!dependency->isSoft) names_.insert(dependency->name);
+    }
+  }
+
   const ElementScanner& scanner_;
   Package& package_;
-  DependencyList exactFirst_[2];  // [0] DEPENDENCY, [1] SOFTDEPENDENCY
-  DependencyList looseLast_[2];
-  std::unordered_set<std::string_view, FoldedNameHash, FoldedNameEqual> dependencyNames_;
+  bool inGroupOrder_ = true;
+  uint8_t lastGroup_ = 0;
+  size_t hardCount_ = 0;
+  std::unordered_set<std::string_view, FoldedNameHash, FoldedNameEqual> names_;
   std::vector<Element> softStackDependencies_;
 };
 
@@ -158,6 +197,7 @@ void ReadImplementation(const ElementScanner& scanner, const Element& implementa
   package.extraText = ReadAttributeOr(implementation.attributes, "TARGET", "");
   DependencyReader dependencies(scanner, package);
   std::vector<ElementScanner::NamedVisitor> readers;
+  readers.reserve(9);  // the four target readers and the five below
   AddTargetSupportVisitors(scanner, package, readers);
   readers.emplace_back("CODEBASE", [&](const Element& e) { package.codebases.push_back(ReadCodebase(e.attributes)); });
   readers.emplace_back("SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); });

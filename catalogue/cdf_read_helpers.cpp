@@ -51,9 +51,9 @@ void AddTargetSupportVisitors(const ElementScanner& scanner, TargetSupport& targ
       {"EXCEPTPROCESSOR", &TargetSupport::AddExceptProcessor},
       {"DEVICECLASS", &TargetSupport::AddDeviceClass}};
   for (const auto& list : kLists) {
-    const TargetValueAdder add = list.second;
-    visitors.emplace_back(list.first, [&target, add](const Element& element) {
-      (target.*add)(ReadAttributeOr(element.attributes, "VALUE", ""));
+    // Two pointers fit std::function's own storage; a copied member pointer would not.
+    visitors.emplace_back(list.first, [&target, &list](const Element& element) {
+      (target.*list.second)(ReadAttributeOr(element.attributes, "VALUE", ""));
     });
   }
 }

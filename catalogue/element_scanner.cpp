@@ -145,17 +145,22 @@ std::optional<Element> ElementScanner::FindFromTag(TextSpan span, size_t from, s
 
 void ElementScanner::ForEachOf(TextSpan span, const std::vector<NamedVisitor>& visitors) const {
   span.end = std::min(span.end, text_.size());
-  std::vector<uint32_t> heads;
-  for (const auto& visitor : visitors) heads.push_back(NameHead(visitor.first));
-  // Where each name's search would resume: just past its last element.
-  std::vector<size_t> resume(visitors.size(), span.begin);
+  // Per name: its quick test, and where its search would resume (just past its
+  // last element). One allocation: readers call this once per package.
+  struct NameState {
+    uint32_t head;
+    size_t resume;
+  };
+  std::vector<NameState> names;
+  names.reserve(visitors.size());
+  for (const auto& visitor : visitors) names.push_back({NameHead(visitor.first), span.begin});
   for (size_t i = FirstTagAt(span.begin, span.firstTag); i < tags_.size() && tags_[i].begin < span.end; ++i) {
     const Tag& tag = tags_[i];
     if (tag.kind == TagKind::kClose) continue;
     for (size_t k = 0; k < visitors.size(); ++k) {
-      if (tag.begin < resume[k] || !HasName(tag, visitors[k].first, heads[k])) continue;
+      if (tag.begin < names[k].resume || !HasName(tag, visitors[k].first, names[k].head)) continue;
       const Element element = MakeElement(i, span, false);
-      resume[k] = element.next;
+      names[k].resume = element.next;
       visitors[k].second(element);
       break;
     }

@@ -1,5 +1,6 @@
 #include "catalogue/version.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace kx::catalogue {
@@ -30,6 +31,7 @@ char FoldCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' 
 std::vector<uint32_t> ParseVersionNumbers(std::string_view text) {
   std::vector<uint32_t> numbers;
   if (text.empty()) return numbers;
+  numbers.reserve(std::count(text.begin(), text.end(), '.') + 1);  // one allocation, not one per growth
   size_t start = 0;
   while (true) {
     size_t dot = text.find('.', start);

@@ -200,6 +200,25 @@ TEST(CdfReaderTest, OrdersDependenciesExactAndStrictFirst) {
   EXPECT_EQ(CdfFormatVersion(package), "5.0");
 }
 
+TEST(CdfReaderTest, ManyDependenciesCountEachNameOnce) {
+  // Enough names that the reader looks them up in a set rather than the list.
+  std::string body = "<SOFTPKG NAME=\"P\" VERSION=\"1\"><IMPLEMENTATION>";
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = (round == 0 ? "n" : "N") + std::to_string(i);
+      body += "<DEPENDENCY><SOFTPKG NAME=\"" + name + "\" VERSION=\"1\"/></DEPENDENCY>";
+      body += "<SOFTDEPENDENCY><SOFTPKG NAME=\"" + name + "\" VERSION=\"1\"/></SOFTDEPENDENCY>";
+    }
+  }
+  body += "</IMPLEMENTATION></SOFTPKG>";
+  Read read = ReadText(WithVersion("1.0", body.c_str()));
+  ASSERT_EQ(read.packages.size(), 1u);
+  const DependencyList& dependencies = read.packages[0]->dependencies;
+  ASSERT_EQ(dependencies.size(), 40u + 80u);
+  for (int i = 0; i < 40; ++i) EXPECT_EQ(dependencies[i]->name, "n" + std::to_string(i));
+  for (size_t i = 0; i < dependencies.size(); ++i) EXPECT_EQ(dependencies[i]->isSoft, i >= 40) << i;
+}
+
 TEST(CdfReaderTest, HostileDocumentsFinish) {
   std::string unclosed = "<?CDF VERSION=\"1.0\"?>";
   for (int i = 0; i < 50000; ++i) unclosed += "<SOFTPKG NAME=\"A\" VERSION=\"1\"><IMPLEMENTATION><DEPENDENCY>";
