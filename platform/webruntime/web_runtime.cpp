@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
-#include <unordered_map>
+#include <utility>
+#include <vector>
 
 using kx::webruntime::RequestBackend;
 
@@ -20,7 +22,9 @@ constexpr int32_t kBadArgument = -2;
 
 struct Registry {
   std::mutex lock;
-  std::unordered_map<uint32_t, RequestBackend*> live;
+  // Few requests are live at once (one per server thread): a short list
+  // searched in place costs less than a hash node made and freed per request.
+  std::vector<std::pair<uint32_t, RequestBackend*>> live;
   uint32_t nextHandle = 1;
 };
 
@@ -29,10 +33,33 @@ Registry& TheRegistry() {
   return *registry;
 }
 
+std::vector<std::pair<uint32_t, RequestBackend*>>::iterator FindLive(Registry& registry, uint32_t handle) {
+  auto entry = registry.live.begin();
+  while (entry != registry.live.end() && entry->first != handle) ++entry;
+  return entry;
+}
+
+// The plug-in calls back on the thread that registered its request, several
+// times per request: the registration made last on this thread answers those
+// calls without the registry lock. The entry stands only while the epoch is
+// unchanged; a registration that ends on another thread than its own cannot
+// clear this thread's entry, so it moves the epoch on instead.
+struct ThreadEntry {
+  uint32_t handle = 0;
+  RequestBackend* backend = nullptr;
+  uint64_t epoch = 0;
+};
+thread_local ThreadEntry tLastRegistered;
+std::atomic<uint64_t> gEpoch{0};
+
 RequestBackend* Find(uint32_t handle) {
+  const ThreadEntry& last = tLastRegistered;
+  if (handle != 0 && last.handle == handle && last.epoch == gEpoch.load(std::memory_order_acquire)) {
+    return last.backend;
+  }
   Registry& registry = TheRegistry();
   std::lock_guard<std::mutex> guard(registry.lock);
-  const auto found = registry.live.find(handle);
+  const auto found = FindLive(registry, handle);
   return found == registry.live.end() ? nullptr : found->second;
 }
 
@@ -42,18 +69,32 @@ namespace kx::webruntime {
 
 RequestRegistration::RequestRegistration(RequestBackend& backend) : backend_(backend) {
   Registry& registry = TheRegistry();
-  std::lock_guard<std::mutex> guard(registry.lock);
-  do {
-    handle_ = registry.nextHandle++;  // 0 is never a handle; skip any still in use after wrapping
-  } while (handle_ == 0 || registry.live.count(handle_) != 0);
-  registry.live.emplace(handle_, &backend);
+  {
+    std::lock_guard<std::mutex> guard(registry.lock);
+    do {
+      handle_ = registry.nextHandle++;  // 0 is never a handle; skip any still in use after wrapping
+    } while (handle_ == 0 || FindLive(registry, handle_) != registry.live.end());
+    registry.live.emplace_back(handle_, &backend);
+  }
+  tLastRegistered = {handle_, &backend, gEpoch.load(std::memory_order_acquire)};
 }
 
 RequestRegistration::~RequestRegistration() {
   {
     Registry& registry = TheRegistry();
     std::lock_guard<std::mutex> guard(registry.lock);
-    registry.live.erase(handle_);
+    const auto found = FindLive(registry, handle_);
+    if (found != registry.live.end()) {
+      *found = registry.live.back();
+      registry.live.pop_back();
+    }
+  }
+  // A valid entry of this handle can only be this registration's own.
+  const ThreadEntry& last = tLastRegistered;
+  if (last.handle == handle_ && last.epoch == gEpoch.load(std::memory_order_acquire)) {
+    tLastRegistered = ThreadEntry();
+  } else {
+    gEpoch.fetch_add(1, std::memory_order_acq_rel);
   }
   for (const StoredUpload& upload : backend_.Uploads()) {
     if (!upload.localPath.empty()) ::unlink(upload.localPath.c_str());

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,7 +35,7 @@ class KX_WEBRUNTIME_API KeyValuePairList {
 
  private:
   struct Node;
-  std::vector<std::unique_ptr<Node>> nodes_;
+  std::list<Node> nodes_;  // one allocation per field; nodes never move
 };
 
 // One uploaded file, stored by the host in a local file; the list is walked from

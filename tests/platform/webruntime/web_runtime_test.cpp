@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <memory>
+#include <thread>
 
 #include "platform/webruntime/web_runtime.h"
 #include "tests/support/scratch_root.h"
@@ -108,4 +110,29 @@ TEST(WebRuntime, MethodNameIsTheFourthVirtualEntry) {
   using NameFunction = const char* (*)(const void*);
   const auto* table = *reinterpret_cast<NameFunction const* const*>(&request);
   EXPECT_STREQ(table[3](&request), "Ping");
+}
+
+// A request may be answered, and its registration end, on a thread other than
+// the one that registered it; its handle is unknown everywhere afterwards.
+TEST(WebRuntime, HandlesHoldAcrossThreads) {
+  MemoryRequest first;
+  MemoryRequest second;
+  auto outer = std::make_unique<RequestRegistration>(first);
+  const uint32_t outerHandle = outer->Handle();
+  auto inner = std::make_unique<RequestRegistration>(second);
+  const uint32_t innerHandle = inner->Handle();
+
+  std::thread([&] {
+    EXPECT_EQ(WriteOutput_C_REST_VELO_(outerHandle, "a", 1), 0);
+    EXPECT_EQ(WriteOutput_C_REST_VELO_(innerHandle, "b", 1), 0);
+    inner.reset();
+    EXPECT_LT(WriteOutput_C_REST_VELO_(innerHandle, "x", 1), 0);
+  }).join();
+  EXPECT_LT(WriteOutput_C_REST_VELO_(innerHandle, "x", 1), 0);
+  EXPECT_EQ(WriteOutput_C_REST_VELO_(outerHandle, "c", 1), 0);
+
+  std::thread([&] { outer.reset(); }).join();
+  EXPECT_LT(WriteOutput_C_REST_VELO_(outerHandle, "x", 1), 0);
+  EXPECT_EQ(first.output, "ac");
+  EXPECT_EQ(second.output, "b");
 }
