@@ -92,11 +92,20 @@ void WriteOutput(uint32_t handle, const std::string& output) {
   WriteOutput_C_REST_VELO_(handle, output.data(), static_cast<uint32_t>(output.size()));
 }
 
+// The name through a wide-text round trip, which refuses text that is not
+// UTF-8 (InvalidSequence) and leaves ASCII as it is: ASCII skips it.
+std::string MethodKey(const char* name) {
+  std::string key(name);
+  for (const char c : key) {
+    if (static_cast<unsigned char>(c) >= 0x80) return tal::WideToUtf8(tal::Utf8ToWide(key));
+  }
+  return key;
+}
+
 // Runs the handler of the request's method and writes its answer. Returns the
 // result code; exceptions pass to the caller.
 int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart) {
-  const std::wstring name = tal::Utf8ToWide(request->MethodName());
-  const std::string key = tal::WideToUtf8(name);
+  const std::string key = MethodKey(request->MethodName());
   KeyValuePairList form;
   ReadAllFormData_C_REST_VELO_(handle, &form);
   std::string output;

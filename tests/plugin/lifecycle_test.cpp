@@ -113,6 +113,15 @@ TEST_F(LifecycleTest, FailureSendsItsStatusAndBodyOnlyWhenWritten) {
   EXPECT_EQ(loud.mimeType, "text/xml");
 }
 
+TEST_F(LifecycleTest, MethodNamesBeyondAsciiMustBeUtf8) {
+  MethodTable().Insert("Gr\xC3\xBC\xC3\x9F" "e", Succeeds);
+  EXPECT_EQ(Run("Gr\xC3\xBC\xC3\x9F" "e").output, "<ok/>");
+  const MemoryRequest invalid = Run("Pi\xFFng");
+  EXPECT_EQ(invalid.status, 500);
+  EXPECT_FALSE(invalid.Header("Reason-Phrase").empty());
+  EXPECT_EQ(invalid.output, "");
+}
+
 TEST_F(LifecycleTest, ExceptionsBecomeHttpAnswers) {
   MemoryRequest notFound = Run("ThrowsNotFound");
   EXPECT_EQ(notFound.status, 404);
