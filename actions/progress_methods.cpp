@@ -73,8 +73,12 @@ int32_t Ping(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, b
   std::string stateText;
   bool flag = false;
   GetSystemState(stateText, flag);
-  output = std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"" + kServiceVersion +
-           "\" Mode=\"" + (flag ? "1" : "0") + "\" />\n";
+  // The two possible answers, whole: no text is put together per request.
+  static const std::string kAnswers[] = {
+      std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"" + kServiceVersion + "\" Mode=\"0\" />\n",
+      std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"" + kServiceVersion + "\" Mode=\"1\" />\n",
+  };
+  output = kAnswers[flag ? 1 : 0];
   KX_LOG(kInfo, output);
   return kResultOk;
 }

@@ -53,14 +53,16 @@ bool MaySetHeader(const std::string& name, const std::string& value) {
   for (const char* reserved : kReserved) {
     if (::strcasecmp(name.c_str(), reserved) == 0) return false;
   }
-  return !name.empty() && (name + value).find_first_of("\r\n") == std::string::npos;
+  return !name.empty() && name.find_first_of("\r\n") == std::string::npos &&
+         value.find_first_of("\r\n") == std::string::npos;
 }
 
 MHD_Result QueuePluginReply(MHD_Connection* connection, const Reply& reply) {
   MHD_Response* response = MHD_create_response_from_buffer(
       reply.content.size(), const_cast<char*>(reply.content.data()), MHD_RESPMEM_MUST_COPY);
   if (response == nullptr) return MHD_NO;
-  const bool hasMimeType = MaySetHeader(MHD_HTTP_HEADER_CONTENT_TYPE, reply.mimeType) && !reply.mimeType.empty();
+  static const std::string kContentType = MHD_HTTP_HEADER_CONTENT_TYPE;
+  const bool hasMimeType = MaySetHeader(kContentType, reply.mimeType) && !reply.mimeType.empty();
   for (const auto& [name, value] : reply.headers) {
     const bool mimeTypeWins = hasMimeType && ::strcasecmp(name.c_str(), MHD_HTTP_HEADER_CONTENT_TYPE) == 0;
     if (!mimeTypeWins && MaySetHeader(name, value)) MHD_add_response_header(response, name.c_str(), value.c_str());
