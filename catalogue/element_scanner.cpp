@@ -62,19 +62,17 @@ void ElementScanner::ReadTags() {
     tag.nameHead = NameHead(text_.substr(nameBegin, tag.nameLength));
     const void* greaterThan = std::memchr(data + nameEnd, '>', size - nameEnd);
     if (greaterThan == nullptr) {
-      tag.attributesEnd = tag.end = static_cast<uint32_t>(size);
+      tag.end = static_cast<uint32_t>(size);
       tag.kind = closing ? TagKind::kClose : TagKind::kUnterminated;
       tags_.push_back(tag);
       break;
     }
     const size_t tagEnd = static_cast<const char*>(greaterThan) - data;
-    tag.attributesEnd = static_cast<uint32_t>(tagEnd);
     tag.end = static_cast<uint32_t>(tagEnd + 1);
     if (closing) {
       tag.kind = TagKind::kClose;
     } else if (tagEnd > nameEnd && data[tagEnd - 1] == '/') {
       tag.kind = TagKind::kEmpty;
-      tag.attributesEnd = static_cast<uint32_t>(tagEnd - 1);
     } else if (data[nameBegin] == '?') {
       tag.kind = TagKind::kEmpty;
     } else {
@@ -111,6 +109,15 @@ uint32_t ElementScanner::NameHead(std::string_view name) {
 bool ElementScanner::HasName(const Tag& tag, std::string_view name, uint32_t nameHead) const {
   return tag.nameHead == nameHead && tag.nameLength == name.size() &&
          (name.size() <= 4 || std::memcmp(text_.data() + NameBegin(tag) + 4, name.data() + 4, name.size() - 4) == 0);
+}
+
+// Not stored in the tag, to keep the list small: ">", or the "/" of a "/>" after
+// the name (which is what made the tag kEmpty), or the end of the text.
+size_t ElementScanner::AttributesEnd(const Tag& tag) const {
+  if (tag.kind == TagKind::kUnterminated) return tag.end;
+  const size_t greaterThan = tag.end - size_t{1};
+  const size_t nameEnd = NameBegin(tag) + tag.nameLength;
+  return greaterThan > nameEnd && text_[greaterThan - 1] == '/' ? greaterThan - 1 : greaterThan;
 }
 
 // Searches continue where the previous one stopped, so the hint is nearly always
@@ -191,7 +198,7 @@ Element ElementScanner::MakeElement(size_t tagIndex, const TextSpan& span, bool 
 
   Element element;
   element.name = NameOf(tag);
-  element.attributes = text_.substr(attributesBegin, clamp(tag.attributesEnd) - attributesBegin);
+  element.attributes = text_.substr(attributesBegin, clamp(AttributesEnd(tag)) - attributesBegin);
   element.inside = {clamp(tag.end), clamp(tag.end), tagIndex + 1};
   element.next = clamp(tag.end);
   element.nextTag = tagIndex + 1;

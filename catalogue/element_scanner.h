@@ -95,7 +95,6 @@ class ElementScanner {
 
   struct Tag {
     uint32_t begin;           // the "<"
-    uint32_t attributesEnd;   // ">", the "/" of "/>", or the end of the text
     uint32_t end;             // just past ">", or the end of the text
     uint32_t close = kNoClose;  // kStart and kUnterminated: index of the matching closing tag
     uint32_t nameHead;          // the name's first four characters, zero-padded: a quick first test
@@ -106,6 +105,7 @@ class ElementScanner {
   void ReadTags();
   void PairClosingTags();
   size_t NameBegin(const Tag& tag) const { return tag.begin + (tag.kind == TagKind::kClose ? 2 : 1); }
+  size_t AttributesEnd(const Tag& tag) const;
   std::string_view NameOf(const Tag& tag) const { return text_.substr(NameBegin(tag), tag.nameLength); }
   static uint32_t NameHead(std::string_view name);
   bool HasName(const Tag& tag, std::string_view name, uint32_t nameHead) const;
