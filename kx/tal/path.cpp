@@ -79,18 +79,32 @@ bool IsDirectory(const std::string& path) {
   return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-std::string SystemRoot() {
+namespace {
+// KX_SYSTEM_ROOT when set and not empty, else null.
+const char* RootVariable() {
   const char* root = std::getenv("KX_SYSTEM_ROOT");
-  return (root != nullptr && *root != '\0') ? std::string(root) : std::string("/");
+  return (root != nullptr && *root != '\0') ? root : nullptr;
+}
+}  // namespace
+
+std::string SystemRoot() {
+  const char* root = RootVariable();
+  return root != nullptr ? std::string(root) : std::string("/");
 }
 
+// Called for every fixed path on every request: built in one allocation.
 std::string RootedPath(std::string_view targetAbsolutePath) {
   if (targetAbsolutePath.empty() || targetAbsolutePath.front() != '/') {
     KX_THROW(exception::InvalidArgument);
   }
-  const std::string root = SystemRoot();
+  const char* rootVariable = RootVariable();
+  const std::string_view root = rootVariable != nullptr ? rootVariable : "/";
   if (root == "/") return std::string(targetAbsolutePath);
-  return JoinPath(root, targetAbsolutePath);
+  if (root.back() == '/') targetAbsolutePath.remove_prefix(1);
+  std::string rooted;
+  rooted.reserve(root.size() + targetAbsolutePath.size());
+  rooted.append(root).append(targetAbsolutePath);
+  return rooted;
 }
 
 std::string SystemConfigDirectory() { return RootedPath("/etc"); }
