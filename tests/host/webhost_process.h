@@ -1,33 +1,45 @@
 #pragma once
-// The real kx-webhost, started for one test on a free loopback port.
+// Test programs run as child processes: any program, and the real kx-webhost
+// started for one test on a free loopback port.
 
 #include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace kx::test {
 
-class WebhostProcess {
+class ChildProcess {
  public:
-  // Starts the host with --listen 127.0.0.1:0 --locator-port 0 and the given
-  // arguments (later ones win), and waits for it to report its port.
-  explicit WebhostProcess(const std::vector<std::string>& arguments);
-  // Kills the host if it still runs.
-  ~WebhostProcess();
-  WebhostProcess(const WebhostProcess&) = delete;
-  WebhostProcess& operator=(const WebhostProcess&) = delete;
+  // `words`: the program and its arguments; `environment`: extra "NAME=value" entries.
+  explicit ChildProcess(std::vector<std::string> words, const std::vector<std::string>& environment = {});
+  ~ChildProcess();  // kills the program if it still runs
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
 
-  uint16_t Port() const { return port_; }
-  // Sends the signal and waits for the host to end; returns its wait status,
-  // or -1 when it did not end within 20 seconds. Once ended, only returns that status.
+  // The next line the program prints; nullopt once it ends or stays silent that long.
+  std::optional<std::string> ReadLine(int timeoutMs);
+  // Sends the signal and returns the wait status, -1 after 20 seconds.
   int Stop(int signal);
+  // The wait status of a program that ends by itself, -1 after 20 seconds.
+  int WaitForExit();
 
  private:
   pid_t pid_ = -1;
-  int exitStatus_ = -1;
   int output_ = -1;
+  int status_ = -1;
+};
+
+class WebhostProcess : public ChildProcess {
+ public:
+  // --listen 127.0.0.1:0 --locator-port 0 and the given arguments (later ones win);
+  // throws when the host does not report its port.
+  explicit WebhostProcess(const std::vector<std::string>& arguments);
+  uint16_t Port() const { return port_; }
+
+ private:
   uint16_t port_ = 0;
 };
 
