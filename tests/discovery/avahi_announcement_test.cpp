@@ -85,23 +85,18 @@ std::optional<BrowsedService> Browse(const std::string& name) {
   return found;
 }
 
-std::optional<BrowsedService> WaitForService(const std::string& name) {
+// The service once it appears (or is gone, `present` false), nullopt after 20 s.
+std::optional<BrowsedService> WaitForService(const std::string& name, bool present = true) {
   const auto deadline = std::chrono::steady_clock::now() + 20s;
   while (std::chrono::steady_clock::now() < deadline) {
-    if (std::optional<BrowsedService> service = Browse(name)) return service;
+    std::optional<BrowsedService> service = Browse(name);
+    if (service.has_value() == present) return present ? service : BrowsedService{};
     std::this_thread::sleep_for(200ms);
   }
   return std::nullopt;
 }
 
-bool WaitUntilGone(const std::string& name) {
-  const auto deadline = std::chrono::steady_clock::now() + 20s;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (!Browse(name)) return true;
-    std::this_thread::sleep_for(200ms);
-  }
-  return false;
-}
+bool WaitUntilGone(const std::string& name) { return WaitForService(name, false).has_value(); }
 
 bool DaemonAnswers() {
   int error = 0;
