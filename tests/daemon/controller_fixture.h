@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "kx/tal/osdep/named_event.h"
-#include "tests/daemon/daemon_process.h"
 #include "tests/daemon/daemon_test_support.h"
 #include "tests/host/http_client.h"
 #include "tests/host/webhost_process.h"

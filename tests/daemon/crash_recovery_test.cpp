@@ -11,7 +11,6 @@
 
 #include "kx/tal/osdep/named_event.h"
 #include "platform/action_lock.h"
-#include "tests/daemon/daemon_process.h"
 #include "tests/daemon/daemon_test_support.h"
 
 namespace {
@@ -55,41 +54,19 @@ TEST(DaemonCrashRecovery, AnUpdateKilledAtAnyStepIsRolledBackAtTheNextStart) {
   root.WriteFile("/etc/kx/hello.ini", "; kept by hand\n[Site]\nName=Lab\n");
 
   kx::test::RequestUpdate("A1", kBefore);
-  {
-    kx::test::DaemonProcess daemon(root.Path());
-    ASSERT_TRUE(daemon.WaitUntilReady());
-    ASSERT_EQ(daemon.Stop(SIGTERM), 0);
-  }
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   ASSERT_NE(LastAction(root).find("Result=\"0\""), std::string::npos) << LastAction(root);
   const kx::test::RootSnapshot before = SnapshotRoot(root);
 
-  // Step N: killed there, then started again; until an update gets through whole.
+  // Killed at step N, then started again; until an update gets through whole.
   std::map<int, kx::test::RootSnapshot> recovered;
-  int step = 1;
-  for (;; ++step) {
-    ASSERT_LT(step, 200) << "the update never got through";
-    kx::test::RequestUpdate("A1", kAfter);
-    kx::test::DaemonProcess killed(root.Path(), {"KXSID_KILL_AT_STEP=" + std::to_string(step)});
-    if (killed.WaitUntilReady()) {
-      ASSERT_EQ(killed.Stop(SIGTERM), 0);
-      break;
-    }
-    const int status = killed.WaitForExit();
-    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "step " << step << ": status " << status;
-    // Every other time the controller comes back in run mode first, where the
-    // plug-in clears the leftover action: the roll-back must not need it.
-    if (step % 2 == 0) {
-      std::string lastId;
-      ConvertCurrentActionProgress(lastId);
-      ASSERT_EQ(ForceRemoveActionLock(), 0);
-    }
-    kx::test::DaemonProcess restarted(root.Path());
-    ASSERT_TRUE(restarted.WaitUntilReady()) << "step " << step;
-    ASSERT_EQ(restarted.Stop(SIGTERM), 0);
-    EXPECT_FALSE(fs::exists(root / "/etc/brenmar/share/config.old")) << "step " << step;
-    recovered[step] = SnapshotRoot(root);
-  }
-
+  const int step = kx::test::KillAtEveryStep(
+      root, 200, [] { kx::test::RequestUpdate("A1", kAfter); },
+      [&](int killedAt) {
+        EXPECT_FALSE(fs::exists(root / "/etc/brenmar/share/config.old")) << "step " << killedAt;
+        recovered[killedAt] = SnapshotRoot(root);
+      });
+  ASSERT_GT(step, 20) << "too few steps to be a real update";
   // Every kill but the last one (after the commit) left the controller as before.
   const kx::test::RootSnapshot after = SnapshotRoot(root);
   EXPECT_NE(after, before);
@@ -97,7 +74,6 @@ TEST(DaemonCrashRecovery, AnUpdateKilledAtAnyStepIsRolledBackAtTheNextStart) {
   EXPECT_EQ(after.count("opt/extra/data"), 0u);
   // InstalledComponents would end the document at an empty line.
   EXPECT_EQ(after.at("etc/brenmar/share/config.cdf").find("\n\n"), std::string::npos);
-  EXPECT_GT(step, 20) << "too few steps to be a real update";
   for (const auto& [killedAt, snapshot] : recovered) {
     const bool committed = killedAt == step - 1;
     EXPECT_EQ(kx::test::Differences(committed ? after : before, snapshot), "") << "killed at step " << killedAt;

@@ -1,11 +1,13 @@
 #include "tests/daemon/daemon_test_support.h"
 
+#include <gtest/gtest.h>
 #include <archive.h>
 #include <archive_entry.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -44,6 +46,37 @@ bool IsLeftOut(const std::string& path) {
 }
 
 }  // namespace
+
+bool RunDaemonOnce(const ScratchRoot& root) {
+  DaemonProcess daemon(root.Path());
+  return daemon.WaitUntilReady() && daemon.Stop(SIGTERM) == 0;
+}
+
+int KillAtEveryStep(const ScratchRoot& root, int maxSteps, const std::function<void()>& request,
+                    const std::function<void(int)>& recovered) {
+  for (int step = 1; step < maxSteps; ++step) {
+    request();
+    DaemonProcess killed(root.Path(), {"KXSID_KILL_AT_STEP=" + std::to_string(step)});
+    if (killed.WaitUntilReady()) return killed.Stop(SIGTERM) == 0 ? step : 0;
+    const int status = killed.WaitForExit();
+    if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL) {
+      ADD_FAILURE() << "step " << step << ": status " << status;
+      return 0;
+    }
+    if (step % 2 == 0) {  // the roll-back must not need the action
+      std::string lastId;
+      ConvertCurrentActionProgress(lastId);
+      ForceRemoveActionLock();
+    }
+    if (!RunDaemonOnce(root)) {
+      ADD_FAILURE() << "no restart after step " << step;
+      return 0;
+    }
+    recovered(step);
+  }
+  ADD_FAILURE() << "the action never got through";
+  return 0;
+}
 
 std::string ReadFileText(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "kx/tal/osdep/named_event.h"
-#include "tests/daemon/daemon_process.h"
 #include "tests/daemon/daemon_test_support.h"
 
 namespace {
@@ -60,11 +59,7 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
   kx::test::RequestUpdate("A1", kWanted);
   root.WriteFile("/.syscfg-action/A1/package.cdf", EscapingPackages(outside));
   root.WriteFile("/.syscfg-action/A1/payload", "payload\n");
-  {
-    kx::test::DaemonProcess daemon(root.Path());
-    ASSERT_TRUE(daemon.WaitUntilReady());
-    EXPECT_EQ(daemon.Stop(SIGTERM), 0);
-  }
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_NE(ReadFileText(root / "/etc/brenmar/share/lastAction.xml").find("Result=\"0\""), std::string::npos);
   EXPECT_TRUE(fs::is_empty(outside));
   for (const std::string& landed : std::vector<std::string>{"/climbed", outside + "/through-absolute", "/through-relative",

@@ -32,13 +32,6 @@ std::string LastAction(const kx::test::ScratchRoot& root) {
   return ReadFileText(root / "/etc/brenmar/share/lastAction.xml");
 }
 
-// A start of the daemon that carries out what waits and stops again.
-void RunDaemonOnce(const kx::test::ScratchRoot& root) {
-  kx::test::DaemonProcess daemon(root.Path());
-  ASSERT_TRUE(daemon.WaitUntilReady());
-  ASSERT_EQ(daemon.Stop(SIGTERM), 0);
-}
-
 // Places the image as "SystemImage.tgz" of the action and asks for its restore,
 // as SetSystemImage does in run mode.
 void RequestRestore(const std::string& actionId, const std::vector<TestImageEntry>& image,
@@ -147,7 +140,7 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
   };
   for (const auto& [what, image] : hostile) {
     RequestRestore("H1", image);
-    RunDaemonOnce(root);
+    ASSERT_TRUE(kx::test::RunDaemonOnce(root));
     EXPECT_TRUE(Contains(LastAction(root), kImageRefused)) << what << ": " << LastAction(root);
     ASSERT_EQ(ForceRemoveActionLock(), 0);
   }
@@ -155,18 +148,18 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
   // Damaged data, found before anything is written: cut short, or no gzip at all.
   RequestRestore("H1", {first, {"opt/big", 'f', std::string(1 << 20, 'b')}});
   fs::resize_file(root / "/.syscfg-action/H1/SystemImage.tgz", 600);
-  RunDaemonOnce(root);
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_TRUE(Contains(LastAction(root), kImageRefused)) << LastAction(root);
   root.WriteFile("/.syscfg-action/H1/SystemImage.tgz", "plain text");
   fs::rename(root / "/.syscfg-action/H1/setimage.ini.done", root / "/.syscfg-action/H1/setimage.ini");
-  RunDaemonOnce(root);
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_TRUE(Contains(LastAction(root), kImageRefused)) << LastAction(root);
   ASSERT_EQ(ForceRemoveActionLock(), 0);
 
   // An image that is not in the action exchange directory is not even opened.
   const std::string directory = kx::test::TakeActionLock("H2");
   kx::actions::CreateSetImageIni(directory + "/setimage.ini", 0, 0, "/opt/keep", "");
-  RunDaemonOnce(root);
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"-2147024809\"")) << LastAction(root);
   ASSERT_EQ(ForceRemoveActionLock(), 0);
 
@@ -200,34 +193,18 @@ TEST(DaemonSystemImageRefusal, ARestoreThatFailsOrIsKilledAtAnyStepIsRolledBack)
 
   // "opt/dir" cannot become a file while the blacklist keeps something in it.
   RequestRestore("R1", image, "opt/dir/keep\n");
-  RunDaemonOnce(root);
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_TRUE(Contains(LastAction(root), kFailed)) << LastAction(root);
   EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "");
   ASSERT_EQ(ForceRemoveActionLock(), 0);
 
-  // Killed at step N, then started again (every other time after the plug-in
-  // cleared the action); until a restore gets through whole.
-  int step = 1;
-  for (;; ++step) {
-    ASSERT_LT(step, 100) << "the restore never got through";
-    RequestRestore("R2", image);
-    kx::test::DaemonProcess killed(root.Path(), {"KXSID_KILL_AT_STEP=" + std::to_string(step)});
-    if (killed.WaitUntilReady()) {
-      ASSERT_EQ(killed.Stop(SIGTERM), 0);
-      break;
-    }
-    const int status = killed.WaitForExit();
-    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "step " << step << ": status " << status;
-    if (step % 2 == 0) {
-      ASSERT_EQ(ForceRemoveActionLock(), 0);
-    }
-    RunDaemonOnce(root);
-    const bool committed = !fs::exists(root / "/opt/dir/keep");
-    if (!committed) {
-      EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "") << "killed at step " << step;
+  // Killed at step N, then started again; until a restore gets through whole.
+  const int step = kx::test::KillAtEveryStep(root, 100, [&] { RequestRestore("R2", image); }, [&](int killedAt) {
+    if (fs::exists(root / "/opt/dir/keep")) {  // not committed yet
+      EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "") << "killed at step " << killedAt;
     }
     ASSERT_EQ(ForceRemoveActionLock(), 0);
-  }
+  });
   EXPECT_GT(step, 15) << "too few steps to be a real restore";
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"0\"")) << LastAction(root);
   EXPECT_EQ(ReadFileText(root / "/opt/dir"), "a file where the directory was\n");
