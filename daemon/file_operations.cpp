@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/descriptor.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
@@ -16,26 +17,6 @@ namespace {
 [[noreturn]] void Fail(const std::string& what, const std::string& path) {
   throw std::system_error(errno, std::generic_category(), what + " " + path);
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Get() const { return fd_; }
-  // Closes now, so that a failing close is seen.
-  int Close() {
-    const int result = ::close(fd_);
-    fd_ = -1;
-    return result;
-  }
-
- private:
-  int fd_;
-};
 
 void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
   while (size > 0) {

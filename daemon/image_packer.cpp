@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/descriptor.h"
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
 #include "kx/tal/path.h"
@@ -34,20 +35,6 @@ struct EntryDeleter {
   const char* reason = archive_error_string(handle);
   throw std::runtime_error(what + ": " + (reason != nullptr ? reason : "unknown error"));
 }
-
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : fd_(fd) {}
-  ~FileDescriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  int Get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 std::string LinkText(const std::string& path, off_t size) {
   std::vector<char> text(static_cast<size_t>(size) + 1);
@@ -94,7 +81,7 @@ class Packer {
     }
     // Opened before the header is written, so that an unreadable file fails
     // the image instead of leaving a hole in it.
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
     if (file.Get() < 0) throw std::system_error(errno, std::generic_category(), "cannot open " + path);
     WriteHeader(path);
     CopyContent(file.Get(), static_cast<uint64_t>(info.st_size), path);
