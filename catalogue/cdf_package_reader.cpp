@@ -114,7 +114,7 @@ class DependencyReader {
     const uint8_t group = GroupOf(*dependency);
     inGroupOrder_ = inGroupOrder_ && group >= lastGroup_;
     lastGroup_ = group;
-    package_.dependencies.push_back(std::move(dependency));
+    Append(package_.dependencies, std::move(dependency));
     if (!soft) RememberHardName(*package_.dependencies.back());
   }
 
@@ -196,14 +196,14 @@ class DependencyReader {
 void ReadImplementation(const ElementScanner& scanner, const Element& implementation, Package& package) {
   package.extraText = ReadAttributeOr(implementation.attributes, "TARGET", "");
   DependencyReader dependencies(scanner, package);
-  std::vector<ElementScanner::NamedVisitor> readers;
-  readers.reserve(9);  // the four target readers and the five below
-  AddTargetSupportVisitors(scanner, package, readers);
-  readers.emplace_back("CODEBASE", [&](const Element& e) { package.codebases.push_back(ReadCodebase(e.attributes)); });
-  readers.emplace_back("SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); });
-  readers.emplace_back("DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); });
-  readers.emplace_back("SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); });
-  readers.emplace_back("MERGEINI", [&](const Element& e) { package.mergeIni.push_back(ReadMergeIni(e)); });
+  const TargetSupportVisitors target = TargetSupportReaders(scanner, package);
+  const ElementScanner::NamedVisitor readers[] = {
+      target[0], target[1], target[2], target[3],
+      {"CODEBASE", [&](const Element& e) { Append(package.codebases, ReadCodebase(e.attributes)); }},
+      {"SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); }},
+      {"DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); }},
+      {"SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); }},
+      {"MERGEINI", [&](const Element& e) { package.mergeIni.push_back(ReadMergeIni(e)); }}};
   scanner.ForEachOf(implementation.inside, readers);
   dependencies.Finish();
 }

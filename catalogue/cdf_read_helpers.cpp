@@ -35,27 +35,28 @@ std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_
   return element ? std::string(Trim(element->content)) : std::string();
 }
 
-void AddTargetSupportVisitors(const ElementScanner& scanner, TargetSupport& target,
-                              std::vector<ElementScanner::NamedVisitor>& visitors) {
-  visitors.emplace_back("OS", [&scanner, &target](const Element& os) {
-    OsRequirement requirement;
-    requirement.name = ReadAttributeOr(os.attributes, "VALUE", "");
-    if (auto version = scanner.First(os.inside, "OSVERSION")) {
-      requirement.version = ParseVersion(ReadAttributeOr(version->attributes, "VALUE", ""));
-    }
-    target.operatingSystems.push_back(std::move(requirement));
-  });
-
+TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, TargetSupport& target) {
   static const std::pair<std::string_view, TargetValueAdder> kLists[] = {
       {"PROCESSOR", &TargetSupport::AddProcessor},
       {"EXCEPTPROCESSOR", &TargetSupport::AddExceptProcessor},
       {"DEVICECLASS", &TargetSupport::AddDeviceClass}};
-  for (const auto& list : kLists) {
-    // Two pointers fit std::function's own storage; a copied member pointer would not.
-    visitors.emplace_back(list.first, [&target, &list](const Element& element) {
+  // Two pointers fit std::function's own storage; a copied member pointer would not.
+  auto listReader = [&target](const auto& list) {
+    return ElementScanner::NamedVisitor(list.first, [&target, &list](const Element& element) {
       (target.*list.second)(ReadAttributeOr(element.attributes, "VALUE", ""));
     });
-  }
+  };
+  return {ElementScanner::NamedVisitor("OS",
+                                       [&scanner, &target](const Element& os) {
+                                         OsRequirement requirement;
+                                         requirement.name = ReadAttributeOr(os.attributes, "VALUE", "");
+                                         if (auto version = scanner.First(os.inside, "OSVERSION")) {
+                                           requirement.version =
+                                               ParseVersion(ReadAttributeOr(version->attributes, "VALUE", ""));
+                                         }
+                                         target.operatingSystems.push_back(std::move(requirement));
+                                       }),
+          listReader(kLists[0]), listReader(kLists[1]), listReader(kLists[2])};
 }
 
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features) {

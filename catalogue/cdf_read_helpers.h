@@ -1,6 +1,7 @@
 #pragma once
 // Pieces of the CDF reader shared by the package, stack and section readers.
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,8 +21,16 @@ std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_
 
 // Readers of the OS (VALUE, with OSVERSION VALUE inside it), PROCESSOR,
 // EXCEPTPROCESSOR and DEVICECLASS elements into `target`, for ForEachOf.
-void AddTargetSupportVisitors(const ElementScanner& scanner, TargetSupport& target,
-                              std::vector<ElementScanner::NamedVisitor>& visitors);
+using TargetSupportVisitors = std::array<ElementScanner::NamedVisitor, 4>;
+TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, TargetSupport& target);
+
+// push_back onto a list that starts with room for four: the lists of a package
+// are short, and growing one from a single entry costs an allocation per doubling.
+template <class T>
+void Append(std::vector<T>& list, T&& value) {
+  if (list.capacity() == 0) list.reserve(4);
+  list.push_back(std::move(value));
+}
 
 // FEATURE elements of `span`.
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features);

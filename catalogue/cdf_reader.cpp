@@ -24,9 +24,7 @@ std::unique_ptr<SoftwareSet> ReadStack(const ElementScanner& scanner, const Elem
   stack->title = ChildText(scanner, element.inside, "TITLE");
   stack->abstract = ChildText(scanner, element.inside, "ABSTRACT");
   stack->intent = ChildText(scanner, element.inside, "INTENT");
-  std::vector<ElementScanner::NamedVisitor> targetReaders;
-  cdf::AddTargetSupportVisitors(scanner, *stack, targetReaders);
-  scanner.ForEachOf(element.inside, targetReaders);
+  scanner.ForEachOf(element.inside, cdf::TargetSupportReaders(scanner, *stack));
   cdf::ReadStackItems(scanner, element.inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup,
                       stack->items);
   scanner.ForEach(element.inside, "ADDONGROUP", [&](const Element& group) {
@@ -62,7 +60,7 @@ bool IsValidAddonKey(std::string_view key) {
 }
 
 bool IsSupportedCdfVersion(std::string_view version) {
-  static const std::vector<uint32_t> kFirstUnsupported = {8, 0};
+  static const VersionNumbers kFirstUnsupported = {8, 0};
   return !NumbersAtLeast(ParseVersionNumbers(version), kFirstUnsupported);
 }
 

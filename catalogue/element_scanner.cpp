@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 namespace kx::catalogue {
 namespace {
@@ -150,21 +151,19 @@ std::optional<Element> ElementScanner::FindFromTag(TextSpan span, size_t from, s
   return std::nullopt;
 }
 
-void ElementScanner::ForEachOf(TextSpan span, const std::vector<NamedVisitor>& visitors) const {
+void ElementScanner::ForEachOf(TextSpan span, const NamedVisitor* visitors, size_t count) const {
+  if (count > kMaxVisitors) throw std::invalid_argument("ElementScanner::ForEachOf: too many names");
   span.end = std::min(span.end, text_.size());
-  // Per name: its quick test, and where its search would resume (just past its
-  // last element). One allocation: readers call this once per package.
+  // Per name: its quick test, and where its search would resume (just past its last element).
   struct NameState {
     uint32_t head;
     size_t resume;
-  };
-  std::vector<NameState> names;
-  names.reserve(visitors.size());
-  for (const auto& visitor : visitors) names.push_back({NameHead(visitor.first), span.begin});
+  } names[kMaxVisitors];
+  for (size_t k = 0; k < count; ++k) names[k] = {NameHead(visitors[k].first), span.begin};
   for (size_t i = FirstTagAt(span.begin, span.firstTag); i < tags_.size() && tags_[i].begin < span.end; ++i) {
     const Tag& tag = tags_[i];
     if (tag.kind == TagKind::kClose) continue;
-    for (size_t k = 0; k < visitors.size(); ++k) {
+    for (size_t k = 0; k < count; ++k) {
       if (tag.begin < names[k].resume || !HasName(tag, visitors[k].first, names[k].head)) continue;
       const Element element = MakeElement(i, span, false);
       names[k].resume = element.next;

@@ -28,6 +28,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -80,9 +82,18 @@ class ElementScanner {
 
   // ForEach for several distinct, non-empty names in one walk over `span`. Each
   // name gets exactly the elements its own ForEach would; only the calls for
-  // different names interleave, in document order.
+  // different names interleave, in document order. At most kMaxVisitors names:
+  // the walk keeps its state on the stack, as readers call it for every package.
   using NamedVisitor = std::pair<std::string_view, std::function<void(const Element&)>>;
-  void ForEachOf(TextSpan span, const std::vector<NamedVisitor>& visitors) const;
+  static constexpr size_t kMaxVisitors = 16;
+  void ForEachOf(TextSpan span, const NamedVisitor* visitors, size_t count) const;
+  template <class Visitors>
+  void ForEachOf(TextSpan span, const Visitors& visitors) const {
+    ForEachOf(span, std::data(visitors), std::size(visitors));
+  }
+  void ForEachOf(TextSpan span, std::initializer_list<NamedVisitor> visitors) const {
+    ForEachOf(span, std::data(visitors), std::size(visitors));
+  }
 
  private:
   enum class TagKind : uint8_t {

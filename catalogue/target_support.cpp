@@ -33,9 +33,20 @@ bool OsMatches(const TargetSupport& entry, std::string_view osName, const Versio
 
 TargetSupport::~TargetSupport() = default;
 
-void TargetSupport::AddProcessor(const std::string& value) { processors.push_back(value); }
-void TargetSupport::AddExceptProcessor(const std::string& value) { exceptProcessors.push_back(value); }
-void TargetSupport::AddDeviceClass(const std::string& value) { deviceClasses.push_back(value); }
+namespace {
+
+// Entries name a few processors or device classes at most: room for four at
+// once saves the reallocations of growing from one.
+void AddTo(std::vector<std::string>& list, const std::string& value) {
+  if (list.capacity() == 0) list.reserve(4);
+  list.push_back(value);
+}
+
+}  // namespace
+
+void TargetSupport::AddProcessor(const std::string& value) { AddTo(processors, value); }
+void TargetSupport::AddExceptProcessor(const std::string& value) { AddTo(exceptProcessors, value); }
+void TargetSupport::AddDeviceClass(const std::string& value) { AddTo(deviceClasses, value); }
 
 bool MatchesTargetValue(std::string_view value, const std::vector<std::string>& list) {
   return value.empty() || list.empty() || Contains(list, value);

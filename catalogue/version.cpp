@@ -28,14 +28,14 @@ char FoldCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' 
 
 }  // namespace
 
-std::vector<uint32_t> ParseVersionNumbers(std::string_view text) {
-  std::vector<uint32_t> numbers;
+VersionNumbers ParseVersionNumbers(std::string_view text) {
+  VersionNumbers numbers;
   if (text.empty()) return numbers;
   numbers.reserve(std::count(text.begin(), text.end(), '.') + 1);  // one allocation, not one per growth
   size_t start = 0;
   while (true) {
     size_t dot = text.find('.', start);
-    numbers.push_back(static_cast<uint32_t>(ReadPiece(text.substr(start, dot - start))));
+    numbers.push_back(static_cast<char32_t>(ReadPiece(text.substr(start, dot - start))));
     if (dot == std::string_view::npos) break;
     start = dot + 1;
   }
@@ -50,7 +50,7 @@ Version ParseVersion(std::string_view text) {
   return version;
 }
 
-bool NumbersAtLeast(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+bool NumbersAtLeast(const VersionNumbers& a, const VersionNumbers& b) {
   size_t common = a.size() < b.size() ? a.size() : b.size();
   for (size_t i = 0; i < common; ++i) {
     if (a[i] != b[i]) return a[i] > b[i];

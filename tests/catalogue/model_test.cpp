@@ -179,7 +179,7 @@ TEST(PackageTest, BuildUrlAndTargetPaths) {
 TEST(VersionTest, ParsesPiecesLikeStrtolAndDropsTrailingZeros) {
   const struct {
     const char* text;
-    std::vector<uint32_t> parts;
+    VersionNumbers parts;
   } cases[] = {
       {"", {}},
       {"0", {}},
@@ -199,7 +199,7 @@ TEST(VersionTest, ParsesPiecesLikeStrtolAndDropsTrailingZeros) {
     EXPECT_EQ(version.parts, c.parts) << c.text;
     EXPECT_EQ(version.text, c.text);
   }
-  EXPECT_EQ(ParseVersionNumbers("8.0"), (std::vector<uint32_t>{8, 0}));
+  EXPECT_EQ(ParseVersionNumbers("8.0"), (VersionNumbers{8, 0}));
 }
 
 TEST(VersionTest, OrdersByPartsWithPrefixSmaller) {
