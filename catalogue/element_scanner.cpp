@@ -23,15 +23,25 @@ bool StartsWith(std::string_view text, size_t position, std::string_view prefix)
 
 ElementScanner::ElementScanner(std::string_view text)
     : text_(text.substr(0, std::min<size_t>(text.size(), UINT32_MAX - 1))) {
-  ReadTags();
-  PairClosingTags();
+  tags_.reserve(text_.size() / 16 + 16);  // catalogue text has a tag every 20 to 30 characters
 }
 
-void ElementScanner::ReadTags() {
+bool ElementScanner::ReadTagsThrough(size_t index) const {
+  while (index >= tags_.size() && !allRead_) ReadNextTag();
+  return index < tags_.size();
+}
+
+uint32_t ElementScanner::CloseOf(size_t index) const {
+  while (tags_[index].close == kNoClose && !allRead_) ReadNextTag();
+  return tags_[index].close;
+}
+
+// Appends the next tag, passing over comments, CDATA and declarations, or marks
+// the text as read.
+void ElementScanner::ReadNextTag() const {
   const char* data = text_.data();
   const size_t size = text_.size();
-  tags_.reserve(size / 16 + 16);  // catalogue text has a tag every 20 to 30 characters
-  size_t position = 0;
+  size_t position = readUpTo_;
   while (position < size) {
     const void* lessThan = std::memchr(data + position, '<', size - position);
     if (lessThan == nullptr) break;
@@ -65,39 +75,39 @@ void ElementScanner::ReadTags() {
     if (greaterThan == nullptr) {
       tag.end = static_cast<uint32_t>(size);
       tag.kind = closing ? TagKind::kClose : TagKind::kUnterminated;
-      tags_.push_back(tag);
-      break;
-    }
-    const size_t tagEnd = static_cast<const char*>(greaterThan) - data;
-    tag.end = static_cast<uint32_t>(tagEnd + 1);
-    if (closing) {
-      tag.kind = TagKind::kClose;
-    } else if (tagEnd > nameEnd && data[tagEnd - 1] == '/') {
-      tag.kind = TagKind::kEmpty;
-    } else if (data[nameBegin] == '?') {
-      tag.kind = TagKind::kEmpty;
     } else {
-      tag.kind = TagKind::kStart;
+      const size_t tagEnd = static_cast<const char*>(greaterThan) - data;
+      tag.end = static_cast<uint32_t>(tagEnd + 1);
+      if (closing) {
+        tag.kind = TagKind::kClose;
+      } else if ((tagEnd > nameEnd && data[tagEnd - 1] == '/') || data[nameBegin] == '?') {
+        tag.kind = TagKind::kEmpty;
+      } else {
+        tag.kind = TagKind::kStart;
+      }
     }
     tags_.push_back(tag);
-    position = tagEnd + 1;
+    Pair(static_cast<uint32_t>(tags_.size() - 1));
+    readUpTo_ = tag.end;
+    allRead_ = tag.end == size;
+    return;
   }
+  readUpTo_ = size;
+  allRead_ = true;
 }
 
 // A closing tag ends the innermost open element when it has that element's name
-// and is stepped over otherwise. Elements further out never see it, so one pass
-// with a stack finds, for every start tag, the closing tag its own search would find.
-void ElementScanner::PairClosingTags() {
-  std::vector<uint32_t> open;
-  for (size_t i = 0; i < tags_.size(); ++i) {
-    Tag& tag = tags_[i];
-    if (tag.kind == TagKind::kStart || tag.kind == TagKind::kUnterminated) {
-      open.push_back(static_cast<uint32_t>(i));
-    } else if (tag.kind == TagKind::kClose && !open.empty() &&
-               HasName(tags_[open.back()], NameOf(tag), tag.nameHead)) {
-      tags_[open.back()].close = static_cast<uint32_t>(i);
-      open.pop_back();
-    }
+// and is stepped over otherwise. Elements further out never see it, so a stack
+// of open elements finds, for every start tag, the closing tag its own search
+// would find.
+void ElementScanner::Pair(uint32_t index) const {
+  const Tag& tag = tags_[index];
+  if (tag.kind == TagKind::kStart || tag.kind == TagKind::kUnterminated) {
+    open_.push_back(index);
+  } else if (tag.kind == TagKind::kClose && !open_.empty() &&
+             HasName(tags_[open_.back()], NameOf(tag), tag.nameHead)) {
+    tags_[open_.back()].close = index;
+    open_.pop_back();
   }
 }
 
@@ -124,6 +134,7 @@ size_t ElementScanner::AttributesEnd(const Tag& tag) const {
 // Searches continue where the previous one stopped, so the hint is nearly always
 // right; it is checked, and a binary search covers the rest.
 size_t ElementScanner::FirstTagAt(size_t position, size_t hint) const {
+  while (!allRead_ && (tags_.empty() || tags_.back().begin < position)) ReadNextTag();
   if (hint <= tags_.size() && (hint == tags_.size() || tags_[hint].begin >= position) &&
       (hint == 0 || tags_[hint - 1].begin < position)) {
     return hint;
@@ -142,7 +153,7 @@ std::optional<Element> ElementScanner::FindFromTag(TextSpan span, size_t from, s
   span.end = std::min(span.end, text_.size());
   const uint32_t nameHead = NameHead(name);
   from = std::max(from, span.begin);
-  for (size_t i = FirstTagAt(from, hint); i < tags_.size() && tags_[i].begin < span.end; ++i) {
+  for (size_t i = FirstTagAt(from, hint); HasTag(i) && tags_[i].begin < span.end; ++i) {
     const Tag& tag = tags_[i];
     if (tag.kind == TagKind::kClose) continue;
     if (!name.empty() && !HasName(tag, name, nameHead)) continue;
@@ -160,11 +171,10 @@ void ElementScanner::ForEachOf(TextSpan span, const NamedVisitor* visitors, size
     size_t resume;
   } names[kMaxVisitors];
   for (size_t k = 0; k < count; ++k) names[k] = {NameHead(visitors[k].first), span.begin};
-  for (size_t i = FirstTagAt(span.begin, span.firstTag); i < tags_.size() && tags_[i].begin < span.end; ++i) {
-    const Tag& tag = tags_[i];
-    if (tag.kind == TagKind::kClose) continue;
+  for (size_t i = FirstTagAt(span.begin, span.firstTag); HasTag(i) && tags_[i].begin < span.end; ++i) {
+    if (tags_[i].kind == TagKind::kClose) continue;
     for (size_t k = 0; k < count; ++k) {
-      if (tag.begin < names[k].resume || !HasName(tag, visitors[k].first, names[k].head)) continue;
+      if (tags_[i].begin < names[k].resume || !HasName(tags_[i], visitors[k].first, names[k].head)) continue;
       const Element element = MakeElement(i, span, false);
       names[k].resume = element.next;
       visitors[k].second(element);
@@ -176,22 +186,22 @@ void ElementScanner::ForEachOf(TextSpan span, const NamedVisitor* visitors, size
 // The first closing tag of any name after the start tag, skipping nested elements whole.
 uint32_t ElementScanner::FindAnyClose(size_t startTag, const TextSpan& span) const {
   size_t i = startTag + 1;
-  while (i < tags_.size() && tags_[i].begin < span.end) {
-    const Tag& tag = tags_[i];
-    if (tag.kind == TagKind::kClose) return static_cast<uint32_t>(i);
-    if (tag.kind == TagKind::kEmpty) {
+  while (HasTag(i) && tags_[i].begin < span.end) {
+    const TagKind kind = tags_[i].kind;
+    if (kind == TagKind::kClose) return static_cast<uint32_t>(i);
+    if (kind == TagKind::kEmpty) {
       ++i;
-    } else if (tag.close == kNoClose) {
+    } else if (const uint32_t close = CloseOf(i); close == kNoClose) {
       return kNoClose;
     } else {
-      i = tag.close + size_t{1};
+      i = close + size_t{1};
     }
   }
   return kNoClose;
 }
 
 Element ElementScanner::MakeElement(size_t tagIndex, const TextSpan& span, bool anyClose) const {
-  const Tag& tag = tags_[tagIndex];
+  const Tag tag = tags_[tagIndex];  // a copy: finding the closing tag may read more tags
   auto clamp = [&span](size_t position) { return std::min(position, span.end); };
   const size_t attributesBegin = clamp(NameBegin(tag) + tag.nameLength);
 
@@ -202,14 +212,14 @@ Element ElementScanner::MakeElement(size_t tagIndex, const TextSpan& span, bool 
   element.next = clamp(tag.end);
   element.nextTag = tagIndex + 1;
   if (tag.kind == TagKind::kStart) {
-    const uint32_t close = anyClose ? FindAnyClose(tagIndex, span) : tag.close;
+    const uint32_t close = anyClose ? FindAnyClose(tagIndex, span) : CloseOf(tagIndex);
     if (close != kNoClose && tags_[close].begin < span.end) {
       element.inside.end = tags_[close].begin;
       element.next = clamp(tags_[close].end);
       element.nextTag = close + size_t{1};
     } else {
       element.inside.end = element.next = span.end;
-      element.nextTag = tags_.size();
+      element.nextTag = tags_.size();  // a hint: checked before use
     }
   }
   element.content = text_.substr(element.inside.begin, element.inside.end - element.inside.begin);

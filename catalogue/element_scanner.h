@@ -23,7 +23,8 @@
 // The scanner reads the text once into a list of tags and pairs every start tag
 // with its closing tag, so each search costs only the tags it passes and a whole
 // document read stays linear in the text, whatever the nesting or the number of
-// unclosed tags.
+// unclosed tags. It reads the text only as far as a search needs: an element is
+// read while its text is still in the cache from finding its tags.
 
 #include <cstddef>
 #include <cstdint>
@@ -56,7 +57,8 @@ struct Element {
 class ElementScanner {
  public:
   // The text must outlive the scanner and every Element it returns. Only the
-  // first 4 GiB of a text are read.
+  // first 4 GiB of a text are read. Searches read more of the text on the way,
+  // so one scanner is not for several threads at once.
   explicit ElementScanner(std::string_view text);
 
   std::string_view Text() const { return text_; }
@@ -113,8 +115,13 @@ class ElementScanner {
     TagKind kind;
   };
 
-  void ReadTags();
-  void PairClosingTags();
+  // The tag list grows as searches need it: up to `index`, or up to the closing
+  // tag of a start tag. Whether tag `index` exists.
+  bool HasTag(size_t index) const { return index < tags_.size() || ReadTagsThrough(index); }
+  bool ReadTagsThrough(size_t index) const;
+  uint32_t CloseOf(size_t index) const;
+  void ReadNextTag() const;
+  void Pair(uint32_t index) const;
   size_t NameBegin(const Tag& tag) const { return tag.begin + (tag.kind == TagKind::kClose ? 2 : 1); }
   size_t AttributesEnd(const Tag& tag) const;
   std::string_view NameOf(const Tag& tag) const { return text_.substr(NameBegin(tag), tag.nameLength); }
@@ -126,7 +133,10 @@ class ElementScanner {
   Element MakeElement(size_t tagIndex, const TextSpan& span, bool anyClose) const;
 
   std::string_view text_;
-  std::vector<Tag> tags_;
+  mutable std::vector<Tag> tags_;
+  mutable std::vector<uint32_t> open_;  // start tags read and not yet closed, innermost last
+  mutable size_t readUpTo_ = 0;         // where reading the next tag begins
+  mutable bool allRead_ = false;
 };
 
 }  // namespace kx::catalogue
