@@ -25,10 +25,10 @@ std::optional<std::string_view> ReadAttributeText(std::string_view attributes, s
   return std::nullopt;
 }
 
-std::optional<std::string> ReadAttribute(std::string_view attributes, std::string_view name) {
-  std::optional<std::string_view> text = ReadAttributeText(attributes, name);
-  if (!text) return std::nullopt;
-  std::string value(*text);
+namespace {
+
+std::string ValueOf(std::string_view text) {
+  std::string value(text);
   if (value.size() >= 2 && value.front() == '{' && value.back() == '}') {
     for (char& c : value) {
       if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
@@ -37,9 +37,18 @@ std::optional<std::string> ReadAttribute(std::string_view attributes, std::strin
   return value;
 }
 
+}  // namespace
+
+std::optional<std::string> ReadAttribute(std::string_view attributes, std::string_view name) {
+  std::optional<std::string_view> text = ReadAttributeText(attributes, name);
+  if (!text) return std::nullopt;
+  return ValueOf(*text);
+}
+
 std::string ReadAttributeOr(std::string_view attributes, std::string_view name, std::string_view fallback) {
-  std::optional<std::string> value = ReadAttribute(attributes, name);
-  return value ? std::move(*value) : std::string(fallback);
+  // Built in place: readers call this for nearly every field.
+  std::optional<std::string_view> text = ReadAttributeText(attributes, name);
+  return text ? ValueOf(*text) : std::string(fallback);
 }
 
 bool ReadYesAttribute(std::string_view attributes, std::string_view name) {

@@ -104,14 +104,16 @@ class DependencyReader {
     Version version = ParseVersion(ReadAttributeOr(child->attributes, "VERSION", ""));
     std::string title = ChildText(scanner_, child->inside, "TITLE");
     std::unique_ptr<BaseDependency> dependency;
+    bool loose = false;
     if (type == "EXACT") {
       dependency = std::make_unique<ExactVersionDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else if (type == "STRICT") {
       dependency = std::make_unique<StrictDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else {
       dependency = std::make_unique<LooseDependency>(std::move(*name), std::move(version), std::move(title), soft);
+      loose = true;
     }
-    const uint8_t group = GroupOf(*dependency);
+    const uint8_t group = GroupOf(loose, soft);
     inGroupOrder_ = inGroupOrder_ && group >= lastGroup_;
     lastGroup_ = group;
     Append(package_.dependencies, std::move(dependency));
@@ -154,9 +156,9 @@ class DependencyReader {
   }
 
   // 0 exact or strict, 2 loose; plus 1 for SOFTDEPENDENCY.
+  static uint8_t GroupOf(bool loose, bool soft) { return static_cast<uint8_t>((loose ? 2 : 0) + (soft ? 1 : 0)); }
   static uint8_t GroupOf(const BaseDependency& dependency) {
-    const bool loose = dynamic_cast<const StrictDependency*>(&dependency) == nullptr;
-    return static_cast<uint8_t>((loose ? 2 : 0) + (dependency.isSoft ? 1 : 0));
+    return GroupOf(dynamic_cast<const StrictDependency*>(&dependency) == nullptr, dependency.isSoft);
   }
 
   // Few dependencies are looked up in the list itself, with no allocation; past
@@ -208,15 +210,14 @@ void ReadImplementation(const ElementScanner& scanner, const Element& implementa
   dependencies.Finish();
 }
 
-void ReadDynamicAddons(const ElementScanner& scanner, TextSpan span, const Package& package,
-                       DynamicAddonList& dynamicAddons) {
+void ReadDynamicAddons(const std::vector<Element>& elements, const Package& package, DynamicAddonList& dynamicAddons) {
   std::shared_ptr<const ComponentReference> identity;
-  scanner.ForEach(span, "ISADDONOFSTACK", [&](const Element& element) {
+  for (const Element& element : elements) {
     std::string key = ReadAttributeOr(element.attributes, "KEY", "");
     if (!IsValidAddonKey(key)) {
       KX_LOG(tal::logmask::kError,
              "Repository::ReadCdfContent found dynamic add-on " + package.name + " with invalid key " + key);
-      return;
+      continue;
     }
     if (!identity) {
       identity = std::make_shared<const ComponentReference>(
@@ -229,7 +230,7 @@ void ReadDynamicAddons(const ElementScanner& scanner, TextSpan span, const Packa
     addon.selected = ReadYesAttribute(element.attributes, "SELECT");
     addon.hidden = ReadYesAttribute(element.attributes, "HIDE");
     dynamicAddons.push_back(std::move(addon));
-  });
+  }
 }
 
 }  // namespace
@@ -250,13 +251,21 @@ std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Elemen
   package->hideVersion = ReadYesAttribute(attributes, "HIDEVERSION");
   package->originText = ReadAttributeOr(attributes, "URL", "");
   package->providesOs = ReadYesAttribute(attributes, "PROVIDESOS");
-  package->title = ChildText(scanner, element.inside, "TITLE");
-  package->abstract = ChildText(scanner, element.inside, "ABSTRACT");
-  ReadDynamicAddons(scanner, element.inside, *package, dynamicAddons);
-  if (auto implementation = scanner.First(element.inside, "IMPLEMENTATION")) {
-    ReadImplementation(scanner, *implementation, *package);
-  }
-  ReadFeatures(scanner, element.inside, package->features);
+  // One walk over the package finds the first TITLE, ABSTRACT and IMPLEMENTATION
+  // and every ISADDONOFSTACK and FEATURE, at any depth, as separate searches would.
+  std::optional<Element> title, abstract, implementation;
+  std::vector<Element> addonOf;
+  const ElementScanner::NamedVisitor parts[] = {
+      {"TITLE", [&title](const Element& e) { if (!title) title = e; }},
+      {"ABSTRACT", [&abstract](const Element& e) { if (!abstract) abstract = e; }},
+      {"IMPLEMENTATION", [&implementation](const Element& e) { if (!implementation) implementation = e; }},
+      {"ISADDONOFSTACK", [&addonOf](const Element& e) { addonOf.push_back(e); }},
+      {"FEATURE", [&scanner, &package](const Element& e) { ReadFeature(scanner, e, package->features); }}};
+  scanner.ForEachOf(element.inside, parts);
+  if (title) package->title = std::string(Trim(title->content));
+  if (abstract) package->abstract = std::string(Trim(abstract->content));
+  ReadDynamicAddons(addonOf, *package, dynamicAddons);
+  if (implementation) ReadImplementation(scanner, *implementation, *package);
   return package;
 }
 

@@ -59,22 +59,24 @@ TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, Target
           listReader(kLists[0]), listReader(kLists[1]), listReader(kLists[2])};
 }
 
-void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features) {
-  scanner.ForEach(span, "FEATURE", [&](const Element& feature) {
-    const FeatureSelection selection = ReadFeatureSelection(feature.attributes);
-    // A FEATURE with nothing inside names its package by its own attributes.
-    if (Trim(feature.content).empty()) {
-      ComponentReference reference;
-      reference.name = ReadAttributeOr(feature.attributes, "NAME", "");
-      reference.version = ParseVersion(ReadAttributeOr(feature.attributes, "VERSION", ""));
-      reference.title = ReadAttributeOr(feature.attributes, "TITLE", "");
-      features.push_back({std::move(reference), selection});
-      return;
-    }
-    scanner.ForEach(feature.inside, "SOFTPKG", [&](const Element& package) {
-      features.push_back({ReferenceOf(scanner, package), selection});
-    });
+void ReadFeature(const ElementScanner& scanner, const Element& feature, std::vector<Feature>& features) {
+  const FeatureSelection selection = ReadFeatureSelection(feature.attributes);
+  // A FEATURE with nothing inside names its package by its own attributes.
+  if (Trim(feature.content).empty()) {
+    ComponentReference reference;
+    reference.name = ReadAttributeOr(feature.attributes, "NAME", "");
+    reference.version = ParseVersion(ReadAttributeOr(feature.attributes, "VERSION", ""));
+    reference.title = ReadAttributeOr(feature.attributes, "TITLE", "");
+    features.push_back({std::move(reference), selection});
+    return;
+  }
+  scanner.ForEach(feature.inside, "SOFTPKG", [&](const Element& package) {
+    features.push_back({ReferenceOf(scanner, package), selection});
   });
+}
+
+void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features) {
+  scanner.ForEach(span, "FEATURE", [&](const Element& feature) { ReadFeature(scanner, feature, features); });
 }
 
 void ReadStackItems(const ElementScanner& scanner, TextSpan span, std::string_view elementName,

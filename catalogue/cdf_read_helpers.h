@@ -32,7 +32,8 @@ void Append(std::vector<T>& list, T&& value) {
   list.push_back(std::move(value));
 }
 
-// FEATURE elements of `span`.
+// One FEATURE element, or all of `span`.
+void ReadFeature(const ElementScanner& scanner, const Element& feature, std::vector<Feature>& features);
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features);
 
 // Elements called `elementName` in `span`, as items of the given kind and group.

@@ -9,9 +9,16 @@ namespace {
 
 constexpr size_t kMaxNameLength = 35;
 
-bool EndsName(char c) {
-  return c == '\0' || c == '\t' || c == '\n' || c == '\r' || c == ' ' || c == '/' || c == '>';
-}
+// The characters that end a tag name, as a table: the name loop runs for every tag.
+struct NameEnds {
+  bool ends[256] = {};
+  constexpr NameEnds() {
+    for (unsigned char c : {'\0', '\t', '\n', '\r', ' ', '/', '>'}) ends[c] = true;
+  }
+};
+constexpr NameEnds kNameEnds;
+
+bool EndsName(char c) { return kNameEnds.ends[static_cast<unsigned char>(c)]; }
 
 bool BeginsElementName(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '?'; }
 
@@ -71,7 +78,9 @@ void ElementScanner::ReadNextTag() const {
     tag.begin = static_cast<uint32_t>(begin);
     tag.nameLength = static_cast<uint8_t>(nameEnd - nameBegin);
     tag.nameHead = NameHead(text_.substr(nameBegin, tag.nameLength));
-    const void* greaterThan = std::memchr(data + nameEnd, '>', size - nameEnd);
+    // Closing tags and bare start tags end right after the name.
+    const void* greaterThan =
+        nameEnd < size && data[nameEnd] == '>' ? data + nameEnd : std::memchr(data + nameEnd, '>', size - nameEnd);
     if (greaterThan == nullptr) {
       tag.end = static_cast<uint32_t>(size);
       tag.kind = closing ? TagKind::kClose : TagKind::kUnterminated;
@@ -113,13 +122,22 @@ void ElementScanner::Pair(uint32_t index) const {
 
 uint32_t ElementScanner::NameHead(std::string_view name) {
   uint32_t head = 0;
-  for (size_t i = 0; i < name.size() && i < 4; ++i) head |= uint32_t{static_cast<unsigned char>(name[i])} << (8 * i);
+  if (name.size() >= 4) {
+    std::memcpy(&head, name.data(), 4);
+  } else {
+    for (size_t i = 0; i < name.size(); ++i) head |= uint32_t{static_cast<unsigned char>(name[i])} << (8 * i);
+  }
   return head;
 }
 
 bool ElementScanner::HasName(const Tag& tag, std::string_view name, uint32_t nameHead) const {
-  return tag.nameHead == nameHead && tag.nameLength == name.size() &&
-         (name.size() <= 4 || std::memcmp(text_.data() + NameBegin(tag) + 4, name.data() + 4, name.size() - 4) == 0);
+  if (tag.nameHead != nameHead || tag.nameLength != name.size()) return false;
+  // Names are short: a plain loop beats a call to memcmp.
+  const char* tagName = text_.data() + NameBegin(tag);
+  for (size_t i = 4; i < name.size(); ++i) {
+    if (tagName[i] != name[i]) return false;
+  }
+  return true;
 }
 
 // Not stored in the tag, to keep the list small: ">", or the "/" of a "/>" after
@@ -173,8 +191,12 @@ void ElementScanner::ForEachOf(TextSpan span, const NamedVisitor* visitors, size
   for (size_t k = 0; k < count; ++k) names[k] = {NameHead(visitors[k].first), span.begin};
   for (size_t i = FirstTagAt(span.begin, span.firstTag); HasTag(i) && tags_[i].begin < span.end; ++i) {
     if (tags_[i].kind == TagKind::kClose) continue;
+    const uint32_t head = tags_[i].nameHead;
     for (size_t k = 0; k < count; ++k) {
-      if (tags_[i].begin < names[k].resume || !HasName(tags_[i], visitors[k].first, names[k].head)) continue;
+      if (names[k].head != head || tags_[i].begin < names[k].resume ||
+          !HasName(tags_[i], visitors[k].first, head)) {
+        continue;
+      }
       const Element element = MakeElement(i, span, false);
       names[k].resume = element.next;
       visitors[k].second(element);
