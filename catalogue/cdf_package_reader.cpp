@@ -4,6 +4,7 @@
 
 #include "catalogue/attribute_reader.h"
 #include "catalogue/cdf_read_helpers.h"
+#include "catalogue/short_list.h"
 #include "catalogue/type_readers.h"
 #include "kx/tal/log.h"
 
@@ -116,7 +117,7 @@ class DependencyReader {
     const uint8_t group = GroupOf(loose, soft);
     inGroupOrder_ = inGroupOrder_ && group >= lastGroup_;
     lastGroup_ = group;
-    Append(package_.dependencies, std::move(dependency));
+    AppendToShortList(package_.dependencies, std::move(dependency));
     if (!soft) RememberHardName(*package_.dependencies.back());
   }
 
@@ -201,7 +202,7 @@ void ReadImplementation(const ElementScanner& scanner, const Element& implementa
   const TargetSupportVisitors target = TargetSupportReaders(scanner, package);
   const ElementScanner::NamedVisitor readers[] = {
       target[0], target[1], target[2], target[3],
-      {"CODEBASE", [&](const Element& e) { Append(package.codebases, ReadCodebase(e.attributes)); }},
+      {"CODEBASE", [&](const Element& e) { AppendToShortList(package.codebases, ReadCodebase(e.attributes)); }},
       {"SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); }},
       {"DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); }},
       {"SOFTDEPENDENCY", [&](const Element& e) { dependencies.Read(e, true); }},

@@ -24,14 +24,6 @@ std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_
 using TargetSupportVisitors = std::array<ElementScanner::NamedVisitor, 4>;
 TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, TargetSupport& target);
 
-// push_back onto a list that starts with room for four: the lists of a package
-// are short, and growing one from a single entry costs an allocation per doubling.
-template <class T>
-void Append(std::vector<T>& list, T&& value) {
-  if (list.capacity() == 0) list.reserve(4);
-  list.push_back(std::move(value));
-}
-
 // One FEATURE element, or all of `span`.
 void ReadFeature(const ElementScanner& scanner, const Element& feature, std::vector<Feature>& features);
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features);

@@ -1,5 +1,6 @@
 #include "catalogue/target_support.h"
 
+#include "catalogue/short_list.h"
 #include "catalogue/status.h"
 
 namespace kx::catalogue {
@@ -33,20 +34,9 @@ bool OsMatches(const TargetSupport& entry, std::string_view osName, const Versio
 
 TargetSupport::~TargetSupport() = default;
 
-namespace {
-
-// Entries name a few processors or device classes at most: room for four at
-// once saves the reallocations of growing from one.
-void AddTo(std::vector<std::string>& list, const std::string& value) {
-  if (list.capacity() == 0) list.reserve(4);
-  list.push_back(value);
-}
-
-}  // namespace
-
-void TargetSupport::AddProcessor(const std::string& value) { AddTo(processors, value); }
-void TargetSupport::AddExceptProcessor(const std::string& value) { AddTo(exceptProcessors, value); }
-void TargetSupport::AddDeviceClass(const std::string& value) { AddTo(deviceClasses, value); }
+void TargetSupport::AddProcessor(const std::string& value) { AppendToShortList(processors, value); }
+void TargetSupport::AddExceptProcessor(const std::string& value) { AppendToShortList(exceptProcessors, value); }
+void TargetSupport::AddDeviceClass(const std::string& value) { AppendToShortList(deviceClasses, value); }
 
 bool MatchesTargetValue(std::string_view value, const std::vector<std::string>& list) {
   return value.empty() || list.empty() || Contains(list, value);
