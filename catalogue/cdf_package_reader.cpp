@@ -199,9 +199,9 @@ class DependencyReader {
 void ReadImplementation(const ElementScanner& scanner, const Element& implementation, Package& package) {
   package.extraText = ReadAttributeOr(implementation.attributes, "TARGET", "");
   DependencyReader dependencies(scanner, package);
-  const TargetSupportVisitors target = TargetSupportReaders(scanner, package);
+  TargetSupportVisitors target = TargetSupportReaders(scanner, package);
   const ElementScanner::NamedVisitor readers[] = {
-      target[0], target[1], target[2], target[3],
+      std::move(target[0]), std::move(target[1]), std::move(target[2]), std::move(target[3]),
       {"CODEBASE", [&](const Element& e) { AppendToShortList(package.codebases, ReadCodebase(e.attributes)); }},
       {"SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); }},
       {"DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); }},
