@@ -2,21 +2,15 @@
 // Helpers shared by the actions tests.
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "kx/tal/log.h"
+#include "tests/support/scratch_root.h"
 
 namespace kx::test {
-
-inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 // Records what is logged while it lives, with the given log mask; restores the
 // default mask (1) afterwards.

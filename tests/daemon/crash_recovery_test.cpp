@@ -16,7 +16,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using kx::test::ReadFileText;
+using kx::test::ReadFile;
 using kx::test::SnapshotRoot;
 
 // Hello 1.1 replaces 1.0's program and INI value; Extra goes away.
@@ -41,7 +41,7 @@ constexpr char kAfter[] = R"(<SOFTPKG NAME="{6F1C5A2E-3B7D-4E0A-9C52-1D8E4F7A2B1
 <SOFTPKG NAME="{A3D94C71-52E8-4B1F-8E06-7C2B9F3D1E45}" VERSION="1.0"/>)";
 
 std::string LastAction(const kx::test::ScratchRoot& root) {
-  return ReadFileText(root / "/etc/brenmar/share/lastAction.xml");
+  return ReadFile(root / "/etc/brenmar/share/lastAction.xml");
 }
 
 TEST(DaemonCrashRecovery, AnUpdateKilledAtAnyStepIsRolledBackAtTheNextStart) {

@@ -78,12 +78,7 @@ int KillAtEveryStep(const ScratchRoot& root, int maxSteps, const std::function<v
   return 0;
 }
 
-std::string ReadFileText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-std::string SampleFile(const std::string& name) { return ReadFileText(std::string(KX_SAMPLES_DIR) + "/" + name); }
+std::string SampleFile(const std::string& name) { return ReadFile(std::string(KX_SAMPLES_DIR) + "/" + name); }
 
 void InstallSampleRepository(const ScratchRoot& root) {
   const std::string repository = root / "/var/local/kx/repository";
@@ -152,7 +147,7 @@ RootSnapshot SnapshotRoot(const ScratchRoot& root) {
     if (S_ISLNK(info.st_mode)) {
       text << "-> " << fs::read_symlink(entry->path()).string();
     } else if (S_ISREG(info.st_mode)) {
-      text << ReadFileText(entry->path());
+      text << ReadFile(entry->path());
     }
     snapshot[path] = text.str();
   }

@@ -63,6 +63,4 @@ RootSnapshot SnapshotRoot(const ScratchRoot& root);
 // The paths whose entries differ, for failure messages.
 std::string Differences(const RootSnapshot& before, const RootSnapshot& after);
 
-std::string ReadFileText(const std::string& path);
-
 }  // namespace kx::test

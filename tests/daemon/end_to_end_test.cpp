@@ -50,9 +50,9 @@ TEST_F(DaemonEndToEnd, InstallsRemovesAndRefusesThroughTheWebService) {
   EXPECT_EQ(fs::status(root / "/usr/local/bin/hello").permissions(),
             fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read |
                 fs::perms::others_exec);
-  EXPECT_EQ(kx::test::ReadFileText(root / "/usr/local/share/greeting/languages/de.txt"), "Guten Morgen\n");
+  EXPECT_EQ(kx::test::ReadFile(root / "/usr/local/share/greeting/languages/de.txt"), "Guten Morgen\n");
   EXPECT_EQ(fs::read_symlink(root / "/etc/kx/greeting-of-the-day"), "/usr/local/share/greeting/today.txt");
-  EXPECT_TRUE(Contains(kx::test::ReadFileText(root / "/etc/kx/hello.ini"), "Greeting=Hello from the controller"));
+  EXPECT_TRUE(Contains(kx::test::ReadFile(root / "/etc/kx/hello.ini"), "Greeting=Hello from the controller"));
   EXPECT_FALSE(fs::exists(root / "/etc/brenmar/share/config.old"));
   EXPECT_TRUE(Finalize("U1", "None"));
 
@@ -69,7 +69,7 @@ TEST_F(DaemonEndToEnd, InstallsRemovesAndRefusesThroughTheWebService) {
   const kx::test::RootSnapshot before = kx::test::SnapshotRoot(root);
   EXPECT_TRUE(Contains(Update("U3", "install-greeting-alone.cdf"), "Result=\"-2147219511\""));
   EXPECT_EQ(kx::test::Differences(before, kx::test::SnapshotRoot(root)), "");
-  const std::string log = kx::test::ReadFileText(root / "/etc/brenmar/share/log/installationStatus.log");
+  const std::string log = kx::test::ReadFile(root / "/etc/brenmar/share/log/installationStatus.log");
   EXPECT_TRUE(Contains(log, std::string("Greeting texts 1.0 (") + kGreeting + ") needs Hello 1.0 (" + kHello + ")"))
       << log;
 
@@ -78,7 +78,7 @@ TEST_F(DaemonEndToEnd, InstallsRemovesAndRefusesThroughTheWebService) {
   for (int polls = 0; polls < 100 && !fs::exists(root / "/tmp/rebooted"); ++polls) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
-  EXPECT_EQ(kx::test::ReadFileText(root / "/tmp/rebooted"), "runtime");
+  EXPECT_EQ(kx::test::ReadFile(root / "/tmp/rebooted"), "runtime");
 }
 
 }  // namespace

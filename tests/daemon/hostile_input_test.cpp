@@ -16,7 +16,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using kx::test::ReadFileText;
+using kx::test::ReadFile;
 using namespace std::string_literals;
 
 // The link comes in first, so that the second package's file is written through it.
@@ -60,11 +60,11 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
   root.WriteFile("/.syscfg-action/A1/package.cdf", EscapingPackages(outside));
   root.WriteFile("/.syscfg-action/A1/payload", "payload\n");
   ASSERT_TRUE(kx::test::RunDaemonOnce(root));
-  EXPECT_NE(ReadFileText(root / "/etc/brenmar/share/lastAction.xml").find("Result=\"0\""), std::string::npos);
+  EXPECT_NE(ReadFile(root / "/etc/brenmar/share/lastAction.xml").find("Result=\"0\""), std::string::npos);
   EXPECT_TRUE(fs::is_empty(outside));
   for (const std::string& landed : std::vector<std::string>{"/climbed", outside + "/through-absolute", "/through-relative",
                                    outside + "/through-a-link-of-this-update", "/windows/style"}) {
-    EXPECT_EQ(ReadFileText(root / landed), "payload\n") << landed;
+    EXPECT_EQ(ReadFile(root / landed), "payload\n") << landed;
   }
 
   // Each refused with its code; the daemon still runs for the next one.
@@ -95,8 +95,8 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
     kx::test::RequestUpdate("A1", refusal.installCdf);
     requestReady.Set();
     for (int polls = 0; polls < 200 && !fs::exists(last); ++polls) usleep(50000);
-    EXPECT_NE(ReadFileText(last).find(std::string("Result=\"") + refusal.result + "\""), std::string::npos)
-        << refusal.what << ": " << ReadFileText(last);
+    EXPECT_NE(ReadFile(last).find(std::string("Result=\"") + refusal.result + "\""), std::string::npos)
+        << refusal.what << ": " << ReadFile(last);
     fs::remove(root / "/var/local/kx/repository/hostile.cdf");
   }
   EXPECT_EQ(kx::test::Differences(before, kx::test::SnapshotRoot(root)), "");

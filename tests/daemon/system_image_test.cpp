@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using kx::test::Contains;
-using kx::test::ReadFileText;
+using kx::test::ReadFile;
 using kx::test::SnapshotRoot;
 using kx::test::TestImageEntry;
 
@@ -29,7 +29,7 @@ constexpr char kImageRefused[] = "Result=\"-2147219507\"";
 constexpr char kFailed[] = "Result=\"-2147467259\"";
 
 std::string LastAction(const kx::test::ScratchRoot& root) {
-  return ReadFileText(root / "/etc/brenmar/share/lastAction.xml");
+  return ReadFile(root / "/etc/brenmar/share/lastAction.xml");
 }
 
 // Places the image as "SystemImage.tgz" of the action and asks for its restore,
@@ -102,7 +102,7 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
   EXPECT_TRUE(Contains(restore, "<Last Id=\"I2\" ActionType=\"SetSystemImage\"")) << restore;
   EXPECT_TRUE(Contains(restore, "Result=\"0\"")) << restore;
   EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "  changed: var/log/keep.log\n");
-  EXPECT_EQ(ReadFileText(root / "/var/log/keep.log"), "changed\n");
+  EXPECT_EQ(ReadFile(root / "/var/log/keep.log"), "changed\n");
   // Whole seconds, as a tar keeps them.
   EXPECT_EQ(std::chrono::floor<std::chrono::seconds>(fs::last_write_time(root / "/opt/app/bin/tool")),
             std::chrono::floor<std::chrono::seconds>(toolTime));
@@ -114,7 +114,7 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
   EXPECT_TRUE(Contains(Call("Format", "ActionID=I3&Timeout=0&Options=32"), "Result=\"0\""));
   EXPECT_TRUE(Contains(WaitForResult("I3"), "Result=\"0\""));
   EXPECT_TRUE(fs::is_empty(root / "/mnt/userfs"));
-  EXPECT_EQ(ReadFileText(root / "/opt/app/bin/tool"), "#!/bin/sh\necho tool\n");
+  EXPECT_EQ(ReadFile(root / "/opt/app/bin/tool"), "#!/bin/sh\necho tool\n");
   ASSERT_TRUE(Finalize("I3", "Format", "None"));
 }
 
@@ -207,10 +207,10 @@ TEST(DaemonSystemImageRefusal, ARestoreThatFailsOrIsKilledAtAnyStepIsRolledBack)
   });
   EXPECT_GT(step, 15) << "too few steps to be a real restore";
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"0\"")) << LastAction(root);
-  EXPECT_EQ(ReadFileText(root / "/opt/dir"), "a file where the directory was\n");
+  EXPECT_EQ(ReadFile(root / "/opt/dir"), "a file where the directory was\n");
   EXPECT_EQ(fs::read_symlink(root / "/opt/link"), "dir");
-  EXPECT_EQ(ReadFileText(root / "/opt/new/c"), "new c\n");
-  EXPECT_EQ(ReadFileText(root / "/etc/brenmar/share/config.cdf"), "<DEFINITION>new</DEFINITION>\n");
+  EXPECT_EQ(ReadFile(root / "/opt/new/c"), "new c\n");
+  EXPECT_EQ(ReadFile(root / "/etc/brenmar/share/config.cdf"), "<DEFINITION>new</DEFINITION>\n");
   EXPECT_EQ(fs::status(root / "/opt").permissions(), static_cast<fs::perms>(0755));
   kx::tal::osdep::RemoveNamedEvent("SoftwareActionRequestReady");
 }

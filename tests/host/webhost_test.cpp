@@ -9,7 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "tests/host/http_client.h"
@@ -24,13 +23,9 @@ using kx::test::Get;
 using kx::test::kMultipartType;
 using kx::test::MultipartBody;
 using kx::test::Post;
+using kx::test::ReadFile;
 using kx::test::WebhostProcess;
 namespace fs = std::filesystem;
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 size_t FileCount(const std::string& directory) {
   std::error_code ignored;

@@ -70,7 +70,10 @@ TEST_F(IniFileTest, LoadReportsMissingAndUnreadableFiles) {
   const std::string path = dir_ / "swdiag.ini";
   WriteFile(path, "[orla]\nSeverity=49\n");
   ::chmod(path.c_str(), 0600);
-  EXPECT_EQ(test::RunAsNobody([&] { return Document().Load(path); }), kErrorUnreadable);
+  ::chmod(dir_.Path().c_str(), 0755);
+  EXPECT_EQ(kx::test::RunInChild([&] {  // as an unprivileged user
+              return ::setgid(65534) == 0 && ::setuid(65534) == 0 && Document().Load(path) == kErrorUnreadable ? 0 : 1;
+            }), 0);
   ASSERT_EQ(document.Load(path), kOk);
   int32_t severity = 0;
   EXPECT_TRUE(document.GetInt32("orla", "Severity", severity) && severity == 49);

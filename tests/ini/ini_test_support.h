@@ -1,32 +1,30 @@
 #pragma once
 // Helpers shared by the INI tests: a scratch directory, whole-file reads and
-// writes, rendering a document to text, and running code as an unprivileged user.
+// writes, and a document rendered to text.
 
-#include <functional>
+#include <cstdio>
+#include <stdexcept>
 #include <string>
 
 #include "ini/ini_document.h"
+#include "tests/support/scratch_root.h"
 
 namespace kx::ini::test {
 
-class ScratchDir {
- public:
-  ScratchDir();  // a fresh directory, mode 0755 so that other users can enter it
-  ~ScratchDir();
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& Path() const { return path_; }
+using kx::test::ReadFile;
+using kx::test::WriteFile;
+using ScratchDir = kx::test::ScratchRoot;
 
- private:
-  std::string path_;
-};
-
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& content);
-// The text WriteDocument produces for `document` (which must not be in safe-save mode).
-std::string Render(Document& document);
-// Runs `body` in a forked child as uid/gid 65534 and returns its result.
-int RunAsNobody(const std::function<int()>& body);
+// The text WriteToStream produces for `document` (which must not be in safe-save mode).
+inline std::string Render(Document& document) {
+  std::FILE* stream = std::tmpfile();
+  if (stream == nullptr) throw std::runtime_error("tmpfile failed");
+  const int result = document.WriteToStream(stream, 0);
+  std::string text(static_cast<size_t>(std::ftell(stream)), '\0');
+  std::rewind(stream);
+  text.resize(std::fread(text.data(), 1, text.size(), stream));
+  std::fclose(stream);
+  return result < 0 ? "error " + std::to_string(result) : text;
+}
 
 }  // namespace kx::ini::test

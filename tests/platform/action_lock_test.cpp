@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
@@ -19,16 +17,12 @@
 #include "tests/support/scratch_root.h"
 
 namespace fs = std::filesystem;
+using kx::test::ReadFile;
 
 namespace {
 
 constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
 constexpr int32_t kNotLockHolder = static_cast<int32_t>(0x800407E2u);
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 class ActionLockTest : public ::testing::Test {
  protected:

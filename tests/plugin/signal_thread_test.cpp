@@ -5,7 +5,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -22,6 +21,7 @@ using namespace kx::plugin;
 using Clock = std::chrono::steady_clock;
 using kx::tal::osdep::NamedEvent;
 using std::chrono::milliseconds;
+using kx::test::ReadFile;
 
 namespace {
 
@@ -32,11 +32,6 @@ int32_t AsksForRestart(const KeyValuePairList&, uint32_t, std::string&, int32_t&
 int32_t AsksForRestartButFails(const KeyValuePairList&, uint32_t, std::string&, int32_t&, bool& restart) {
   restart = true;
   return -5;
-}
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
 // Whether the restart thread shows up under `name` while it runs.

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace kx::test {
@@ -35,9 +36,17 @@ std::string ScratchRoot::operator/(const std::string& targetPath) const {
 }
 
 void ScratchRoot::WriteFile(const std::string& targetPath, const std::string& content) const {
-  const std::filesystem::path file = *this / targetPath;
-  std::filesystem::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << content;
+  kx::test::WriteFile(*this / targetPath, content);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  std::ofstream(path, std::ios::binary) << content;
 }
 
 }  // namespace kx::test

@@ -1,5 +1,6 @@
 #pragma once
-// A scratch directory used as the system root for the duration of a test.
+// A scratch directory used as the system root for the duration of a test, and
+// whole-file reads and writes.
 
 #include <string>
 
@@ -26,5 +27,10 @@ class ScratchRoot {
   std::string previousRoot_;
   bool hadPreviousRoot_ = false;
 };
+
+// The whole content of a file; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+// Writes a file, creating missing directories.
+void WriteFile(const std::string& path, const std::string& content);
 
 }  // namespace kx::test

@@ -3,8 +3,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,77 +16,52 @@ namespace kx::system {
 namespace {
 
 using Logged = std::vector<std::pair<std::string, int>>;
+namespace fs = std::filesystem;
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
-class RebootTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::filesystem::create_directories(root_ / "/tmp");
-    SetErrorLogCapture([this](const std::string& message, int error) { logged_.emplace_back(message, error); });
-  }
-  void TearDown() override { SetErrorLogCapture(nullptr); }
-
-  // The reboot command below the root: leaves a marker, then runs `rest`.
-  void WriteRebootCommand(const std::string& rest) {
-    root_.WriteFile("/sbin/reboot", "#!/bin/sh\n: > '" + Marker() + "'\n" + rest + "\n");
+// Each case in a fresh root whose reboot command leaves a marker, then runs `command`.
+TEST(RebootTest, ModeFileCommandAndLoggedErrors) {
+  const struct {
+    const char* what;
+    const char* command;
+    int mode;  // -1: Reboot() alone
+    bool withTmp;
+    const char* modeFile;  // nullptr: none written
+    bool rebooted;
+    Logged logged;
+  } cases[] = {
+      {"install", "exit 0", kInstallBootMode, true, "install", true, {}},  // no line end
+      {"runtime", "exit 0", kRuntimeBootMode, true, "runtime", true, {}},
+      {"unknown mode", "exit 0", 2, true, nullptr, false, {{"Unknown requested boot mode", 22}}},
+      {"unwritable mode file", "exit 0", kInstallBootMode, false, nullptr, true,
+       {{"Error opening boot mode file", ENOENT}}},
+      {"failing command", "exit 1", -1, true, nullptr, true,
+       {{"User did not have permission to reboot the system", 13}}},
+      {"still running after half a second: left alone", "sleep 1; exit 1", -1, true, nullptr, true, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    test::ScratchRoot root;
+    if (c.withTmp) fs::create_directories(root / "/tmp");
+    const std::string marker = root / "/rebooted";
+    root.WriteFile("/sbin/reboot", "#!/bin/sh\n: > '" + marker + "'\n" + c.command + "\n");
     ::chmod(RebootCommandPath().c_str(), 0755);
-  }
-  std::string Marker() const { return root_ / "/rebooted"; }
-  // The command may still be on its way when Reboot() has stopped watching it.
-  bool Rebooted() const {
-    for (int i = 0; i < 100 && !std::filesystem::exists(Marker()); ++i) {
+    Logged logged;
+    SetErrorLogCapture([&](const std::string& message, int error) { logged.emplace_back(message, error); });
+    const auto start = std::chrono::steady_clock::now();
+    c.mode < 0 ? Reboot() : SetBootModeAndReboot(c.mode);
+    if (c.command[0] == 's') {  // waited for half a second
+      EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(450));
+    }
+    // The command may still be on its way when Reboot() has stopped watching it.
+    for (int i = 0; i < (c.rebooted ? 100 : 4) && !fs::exists(marker); ++i) {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    return std::filesystem::exists(Marker());
+    SetErrorLogCapture(nullptr);
+    EXPECT_EQ(fs::exists(marker), c.rebooted);
+    EXPECT_EQ(c.modeFile ? test::ReadFile(BootModeFilePath()) : "", c.modeFile ? c.modeFile : "");
+    EXPECT_EQ(fs::exists(BootModeFilePath()), c.modeFile != nullptr);
+    EXPECT_EQ(logged, c.logged);
   }
-
-  test::ScratchRoot root_;
-  Logged logged_;
-};
-
-TEST_F(RebootTest, ModeWordIsWrittenWithoutLineEndAndTheCommandRuns) {
-  WriteRebootCommand("exit 0");
-  SetBootModeAndReboot(kInstallBootMode);
-  EXPECT_EQ("install", ReadFile(BootModeFilePath()));
-  EXPECT_TRUE(Rebooted());
-  SetBootModeAndReboot(kRuntimeBootMode);
-  EXPECT_EQ("runtime", ReadFile(BootModeFilePath()));
-  EXPECT_EQ(Logged{}, logged_);
-}
-
-TEST_F(RebootTest, UnknownModeIsLoggedAndDoesNotReboot) {
-  WriteRebootCommand("exit 0");
-  SetBootModeAndReboot(2);
-  EXPECT_EQ((Logged{{"Unknown requested boot mode", 22}}), logged_);
-  EXPECT_FALSE(std::filesystem::exists(BootModeFilePath()));
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  EXPECT_FALSE(std::filesystem::exists(Marker()));
-}
-
-TEST_F(RebootTest, UnwritableBootModeFileStillReboots) {
-  std::filesystem::remove(root_ / "/tmp");
-  WriteRebootCommand("exit 0");
-  SetBootModeAndReboot(kInstallBootMode);
-  EXPECT_EQ((Logged{{"Error opening boot mode file", ENOENT}}), logged_);
-  EXPECT_TRUE(Rebooted());
-}
-
-TEST_F(RebootTest, FailingCommandIsLoggedAsMissingPermission) {
-  WriteRebootCommand("exit 1");
-  Reboot();
-  EXPECT_EQ((Logged{{"User did not have permission to reboot the system", 13}}), logged_);
-}
-
-TEST_F(RebootTest, CommandStillRunningAfterHalfASecondIsLeftAlone) {
-  WriteRebootCommand("sleep 1; exit 1");
-  const auto start = std::chrono::steady_clock::now();
-  Reboot();
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(450));
-  EXPECT_EQ(Logged{}, logged_);
 }
 
 }  // namespace
