@@ -41,13 +41,21 @@ TEST_F(LogTest, MaskDropsMessagesBeforeTheyAreBuilt) {
   EXPECT_EQ(logged[0], std::make_pair(logmask::kInfo, std::string("entry")));
 }
 
-TEST_F(LogTest, TraceFileHoldsTextAndThreadLine) {
-  const std::string dir = root / "/log";
+// The trace file holds each message and a thread line; none is opened when the
+// disk is below the threshold, while the message is still logged.
+TEST_F(LogTest, TraceFileHoldsTextAndThreadLineUnlessTheDiskIsLow) {
+  const std::string dir = root / "/log", low = root / "/low";
   CreateDirectories(dir);
+  CreateDirectories(low);
   InitTraceLog(logmask::kEntry, 1, dir, 0);
   Log(logmask::kEntry, "orlaRun()");
   Log(logmask::kInfo, "dropped");
   CloseTraceLog();
+  InitTraceLog(logmask::kEntry, 1, low, UINT64_MAX);
+  Log(logmask::kEntry, "orlaInit()");
+  CloseTraceLog();
+  EXPECT_TRUE(FindFiles(low, "*").empty());
+  EXPECT_EQ(logged.size(), 2u);
 
   const auto files = FindFiles(dir, "*-vqTracer-*.log");
   ASSERT_EQ(files.size(), 1u);
@@ -62,14 +70,4 @@ TEST_F(LogTest, TraceFileHoldsTextAndThreadLine) {
   EXPECT_EQ(line.rfind("  Thread = 0x", 0), 0u);
   EXPECT_NE(line.find(", Time = "), std::string::npos);
   EXPECT_FALSE(reader.ReadLine(line));
-}
-
-TEST_F(LogTest, NoTraceFileWhenTheDiskIsBelowTheThreshold) {
-  const std::string dir = root / "/log";
-  CreateDirectories(dir);
-  InitTraceLog(logmask::kEntry, 1, dir, UINT64_MAX);
-  Log(logmask::kEntry, "orlaInit()");
-  CloseTraceLog();
-  EXPECT_TRUE(FindFiles(dir, "*").empty());
-  EXPECT_EQ(logged.size(), 1u);  // still logged to syslog and the capture
 }

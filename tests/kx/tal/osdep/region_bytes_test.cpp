@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -29,18 +30,15 @@ std::vector<unsigned char> FirstBytes(const std::string& path, size_t count) {
 TEST(RegionBytesTest, LengthWordIsFourLittleEndianBytesBeforeTheText) {
   test::ScratchRoot root;
   const std::string file = root / "/var/tmp/brenmar/shared/LayoutRegion";
-  // 0x00012345: every byte of the word differs, so a swapped or widened word shows.
-  SimpleSharedMemory region("LayoutRegion", 0x12345);
-  region.WriteText("<P/>");
-  EXPECT_EQ(FirstBytes(file, 10),
-            (std::vector<unsigned char>{0x45, 0x23, 0x01, 0x00, '<', 'P', '/', '>', 0x00, 0x00}));
-}
-
-TEST(RegionBytesTest, WordWrittenByTheOtherSideIsRead) {
-  test::ScratchRoot root;
-  const std::string file = root / "/var/tmp/brenmar/shared/LayoutRegion";
-  { SimpleSharedMemory first("LayoutRegion", 4096); }
-  // The same region as the daemon would have left it: 4096 = 00 10 00 00, then text.
+  {
+    // 0x00012345: every byte of the word differs, so a swapped or widened word shows.
+    SimpleSharedMemory region("LayoutRegion", 0x12345);
+    region.WriteText("<P/>");
+    EXPECT_EQ(FirstBytes(file, 10),
+              (std::vector<unsigned char>{0x45, 0x23, 0x01, 0x00, '<', 'P', '/', '>', 0x00, 0x00}));
+  }
+  // The region as the daemon would have left it: 4096 = 00 10 00 00, then text.
+  std::filesystem::resize_file(file, 4096);
   const unsigned char bytes[] = {0x00, 0x10, 0x00, 0x00, 'o', 'k', 0x00};
   const int fd = ::open(file.c_str(), O_WRONLY);
   ASSERT_GE(fd, 0);
