@@ -24,15 +24,7 @@ std::vector<std::string> Entries(const TxtList& list) {
   return entries;
 }
 
-class TxtRecordTest : public testing::Test {
- protected:
-  void WriteMacAddress(const std::string& mac) {
-    root_.WriteFile("/etc/brenmar/share/target.ini", "[Target]\nMACAddress=" + mac + "\n");
-  }
-  kx::test::ScratchRoot root_;
-};
-
-TEST_F(TxtRecordTest, PairsAreAddedInKeyOrderWithAFourDigitProductId) {
+TEST(TxtRecordTest, PairsAreAddedInKeyOrderWithAFourDigitProductId) {
   TxtList list;
   ASSERT_TRUE(kx::discovery::BuildTxtList(kx::discovery::ServiceTxtPairs("cRIO", 0x1A, "https"), list));
   EXPECT_EQ(Entries(list), (std::vector<std::string>{"DevClass=cRIO", "OS=Linux-ARMv7-A",
@@ -40,9 +32,10 @@ TEST_F(TxtRecordTest, PairsAreAddedInKeyOrderWithAFourDigitProductId) {
   EXPECT_EQ(kx::discovery::FormatProductId(0xABCDE), "0xABCDE");
 }
 
-TEST_F(TxtRecordTest, MacAddressComesLastOnlyOnceAndOnlyWhenReadable) {
+TEST(TxtRecordTest, MacAddressComesLastOnlyOnceAndOnlyWhenReadable) {
+  kx::test::ScratchRoot root;
   for (const char* mac : {"02:00:0a:bc:de:f1", "02:00:0a:bc:de"}) {
-    WriteMacAddress(mac);
+    root.WriteFile("/etc/brenmar/share/target.ini", std::string("[Target]\nMACAddress=") + mac + "\n");
     const bool readable = std::string(mac).size() == 17;
     TxtList list, empty;
     ASSERT_TRUE(kx::discovery::BuildTxtList({{"OS", "x"}}, list));

@@ -92,23 +92,17 @@ TEST(ExceptionTable, LocationIsKeptAndCopied) {
   }
 }
 
+// The code classifies errno: 7 for a missing file, 0 for none, 42 otherwise.
 TEST(PosixErrorTest, CodeClassifiesErrno) {
-  errno = ENOENT;
-  PosixError notFound;
-  EXPECT_EQ(notFound.code(), 7);
-  EXPECT_EQ(notFound.osError(), ENOENT);
-  EXPECT_STREQ(notFound.what(), std::strerror(ENOENT));
-
-  errno = 0;
-  EXPECT_EQ(PosixError().code(), 0);
-
-  errno = EACCES;
-  PosixError denied(12, "here.cpp");
-  EXPECT_EQ(denied.code(), 42);
-  EXPECT_EQ(denied.line(), 12);
-  EXPECT_STREQ(denied.file(), "here.cpp");
-  EXPECT_STREQ(denied.what(), std::strerror(EACCES));
-
-  const OSException& asBase = denied;
-  EXPECT_EQ(asBase.osError(), EACCES);
+  for (const auto& [error, code] : {std::pair{ENOENT, 7}, {0, 0}, {EACCES, 42}}) {
+    errno = error;
+    const PosixError made(12, "here.cpp");
+    const OSException& asBase = made;
+    EXPECT_EQ(made.code(), code);
+    EXPECT_EQ(asBase.osError(), error);
+    EXPECT_EQ(PosixError().code(), code);
+    EXPECT_STREQ(made.what(), std::strerror(error));
+    EXPECT_EQ(made.line(), 12);
+    EXPECT_STREQ(made.file(), "here.cpp");
+  }
 }
