@@ -6,7 +6,7 @@
 
 #include "actions/process_finder.h"
 #include "actions/result_codes.h"
-#include "tests/actions/action_test_support.h"
+#include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/support/scratch_root.h"
 

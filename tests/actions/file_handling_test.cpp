@@ -10,7 +10,7 @@
 #include "actions/action_state_files.h"
 #include "actions/ownership.h"
 #include "actions/remove_dir_hierarchy.h"
-#include "tests/actions/action_test_support.h"
+#include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/actions/action_test_support.h"
+#include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 namespace {

@@ -10,7 +10,7 @@
 
 #include "actions/result_codes.h"
 #include "ini/ini_document.h"
-#include "tests/actions/action_test_support.h"
+#include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 namespace {

@@ -107,22 +107,11 @@ void WriteTestImage(const std::string& path, const std::vector<TestImageEntry>& 
     archive_entry_copy_pathname(header, entry.path.c_str());
     archive_entry_set_perm(header, entry.type == 'd' ? 0755 : 0644);
     archive_entry_set_mtime(header, 1700000000, 0);
-    switch (entry.type) {
-      case 'f':
-        archive_entry_set_filetype(header, AE_IFREG);
-        archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
-        break;
-      case 'd': archive_entry_set_filetype(header, AE_IFDIR); break;
-      case 'l':
-        archive_entry_set_filetype(header, AE_IFLNK);
-        archive_entry_copy_symlink(header, entry.content.c_str());
-        break;
-      case 'h':
-        archive_entry_set_filetype(header, AE_IFREG);
-        archive_entry_copy_hardlink(header, entry.content.c_str());
-        break;
-      default: archive_entry_set_filetype(header, AE_IFCHR); break;
-    }
+    const char type = entry.type;
+    archive_entry_set_filetype(header, type == 'd' ? AE_IFDIR : type == 'l' ? AE_IFLNK : type == 'c' ? AE_IFCHR : AE_IFREG);
+    if (type == 'f') archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
+    if (type == 'l') archive_entry_copy_symlink(header, entry.content.c_str());
+    if (type == 'h') archive_entry_copy_hardlink(header, entry.content.c_str());
     archive_write_header(image, header);
     if (entry.type == 'f') archive_write_data(image, entry.content.data(), entry.content.size());
     archive_entry_free(header);

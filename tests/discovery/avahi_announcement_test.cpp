@@ -11,7 +11,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iomanip>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,38 +50,22 @@ std::string Unescape(const std::string& text) {
   return plain;
 }
 
-// A resolved line: =;IF;PROTO;NAME;TYPE;DOMAIN;HOST;ADDRESS;PORT;"K=V" "K=V"
-std::optional<BrowsedService> ParseResolvedLine(const std::string& line) {
-  std::vector<std::string> fields;
-  size_t start = 0;
-  while (fields.size() < 9) {
-    const size_t end = line.find(';', start);
-    if (end == std::string::npos) return std::nullopt;
-    fields.push_back(line.substr(start, end - start));
-    start = end + 1;
-  }
-  if (fields[0] != "=") return std::nullopt;
-  BrowsedService service{Unescape(fields[3]), std::atoi(fields[8].c_str()), {}};
-  const std::string txt = line.substr(start);
-  for (size_t open = txt.find('"'); open != std::string::npos; open = txt.find('"', open)) {
-    const size_t close = txt.find('"', open + 1);
-    if (close == std::string::npos) break;
-    service.txt.push_back(txt.substr(open + 1, close - open - 1));
-    open = close + 1;
-  }
-  return service;
-}
-
+// The resolved line "=;IF;PROTO;NAME;TYPE;DOMAIN;HOST;ADDRESS;PORT;"K=V" "K=V"" of `name`.
 std::optional<BrowsedService> Browse(const std::string& name) {
   FILE* output = ::popen("avahi-browse -rpt _kx-swinstl._tcp 2>/dev/null", "r");
   if (output == nullptr) return std::nullopt;
   std::optional<BrowsedService> found;
   char line[4096];
   while (std::fgets(line, sizeof line, output) != nullptr) {
-    std::string text(line);
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    const std::optional<BrowsedService> service = ParseResolvedLine(text);
-    if (service && service->name == name) found = service;
+    std::vector<std::string> fields;
+    std::istringstream text(line);
+    for (std::string field; fields.size() < 10 && std::getline(text, field, fields.size() < 9 ? ';' : '\n');) {
+      fields.push_back(field);
+    }
+    if (fields.size() < 10 || fields[0] != "=" || Unescape(fields[3]) != name) continue;
+    found = BrowsedService{name, std::atoi(fields[8].c_str()), {}};
+    std::istringstream txt(fields[9]);
+    for (std::string entry; txt >> std::quoted(entry);) found->txt.push_back(entry);
   }
   ::pclose(output);
   return found;

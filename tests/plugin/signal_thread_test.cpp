@@ -5,7 +5,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -15,6 +14,7 @@
 #include "plugin/lifecycle.h"
 #include "plugin/signal_daemon_thread.h"
 #include "system/boot_mode.h"
+#include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::plugin;
@@ -58,17 +58,11 @@ class SignalThreadTest : public testing::Test {
     PluginInit();
     MethodTable().Insert("AsksForRestart", AsksForRestart);
     MethodTable().Insert("AsksForRestartButFails", AsksForRestartButFails);
-    kx::tal::SetLogCapture([this](uint32_t maskBit, const std::string& text) {
-      std::lock_guard<std::mutex> guard(logMutex);
-      if (maskBit == kx::tal::logmask::kInfo) information.push_back(text);
-    });
   }
   void TearDown() override {
     RestartThread().JoinRun();
-    kx::tal::SetLogCapture(nullptr);
     PluginFinalize();
     kx::tal::osdep::RemoveNamedEvent(kRequestReadyEventName);
-    kx::tal::InitTraceLog(1, 1, "", 0);
   }
 
   void Run(const std::string& method) {
@@ -77,10 +71,7 @@ class SignalThreadTest : public testing::Test {
     kx::webruntime::WebRequest object("/swinstall/" + method, method);
     PluginRun(&object, registration.Handle());
   }
-  std::vector<std::string> Information() {
-    std::lock_guard<std::mutex> guard(logMutex);
-    return information;
-  }
+  std::vector<std::string> Information() { return log.Texts(kx::tal::logmask::kInfo); }
   std::string Marker() const { return root / "/rebooted"; }
   // The reboot command may still be on its way when the thread stops watching it.
   bool Rebooted() const {
@@ -89,8 +80,7 @@ class SignalThreadTest : public testing::Test {
   }
 
   kx::test::ScratchRoot root;
-  std::mutex logMutex;
-  std::vector<std::string> information;
+  kx::test::LogRecorder log{kx::tal::logmask::kInfo};  // the mask itself comes from swdiag.ini
 };
 
 }  // namespace

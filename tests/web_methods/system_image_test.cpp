@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "actions/process_finder.h"
-#include "tests/actions/action_test_support.h"
+#include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 

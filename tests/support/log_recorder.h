@@ -1,5 +1,5 @@
 #pragma once
-// Helpers shared by the actions tests.
+// Records what is logged while it lives.
 
 #include <algorithm>
 #include <mutex>
@@ -28,8 +28,17 @@ class LogRecorder {
     tal::InitTraceLog(1, 0, std::string(), 0);
   }
   bool Logged(uint32_t bit, const std::string& text) {
+    const std::vector<std::string> texts = Texts(bit);
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+  }
+  // The texts logged under `bit`, in order.
+  std::vector<std::string> Texts(uint32_t bit) {
     std::lock_guard<std::mutex> guard(lock_);
-    return std::find(lines_.begin(), lines_.end(), std::make_pair(bit, text)) != lines_.end();
+    std::vector<std::string> texts;
+    for (const auto& [lineBit, text] : lines_) {
+      if (lineBit == bit) texts.push_back(text);
+    }
+    return texts;
   }
 
  private:
