@@ -182,9 +182,7 @@ TEST(WebhostLifecycle, LocatorReportsTheServerPort) {
   EXPECT_EQ(Get(locatorPort, "/locator/Other").status, 404);
   // A second host cannot take the same locator port, and says so.
   EXPECT_THROW(WebhostProcess({"--baseline", "--locator-port", std::to_string(locatorPort)}), std::runtime_error);
-}
-
-TEST(WebhostLifecycle, BadOptionsAndAMissingPluginEndTheHost) {
+  // Bad options and a missing plug-in end the host too.
   EXPECT_THROW(WebhostProcess({"--threads", "0"}), std::runtime_error);
   EXPECT_THROW(WebhostProcess({"--plugin", "/nonexistent/plugin.so"}), std::runtime_error);
   EXPECT_THROW(WebhostProcess({"--listen", "127.0.0.1:99999"}), std::runtime_error);
