@@ -36,6 +36,15 @@ std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_
 }
 
 TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, TargetSupport& target) {
+  auto readOs = [&scanner, &target](const Element& os) {
+    OsRequirement requirement;
+    requirement.name = ReadAttributeOr(os.attributes, "VALUE", "");
+    if (auto version = scanner.First(os.inside, "OSVERSION")) {
+      requirement.version = ParseVersion(ReadAttributeOr(version->attributes, "VALUE", ""));
+    }
+    target.operatingSystems.push_back(std::move(requirement));
+  };
+
   static const std::pair<std::string_view, TargetValueAdder> kLists[] = {
       {"PROCESSOR", &TargetSupport::AddProcessor},
       {"EXCEPTPROCESSOR", &TargetSupport::AddExceptProcessor},
@@ -46,17 +55,8 @@ TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, Target
       (target.*list.second)(ReadAttributeOr(element.attributes, "VALUE", ""));
     });
   };
-  return {ElementScanner::NamedVisitor("OS",
-                                       [&scanner, &target](const Element& os) {
-                                         OsRequirement requirement;
-                                         requirement.name = ReadAttributeOr(os.attributes, "VALUE", "");
-                                         if (auto version = scanner.First(os.inside, "OSVERSION")) {
-                                           requirement.version =
-                                               ParseVersion(ReadAttributeOr(version->attributes, "VALUE", ""));
-                                         }
-                                         target.operatingSystems.push_back(std::move(requirement));
-                                       }),
-          listReader(kLists[0]), listReader(kLists[1]), listReader(kLists[2])};
+  return {ElementScanner::NamedVisitor("OS", readOs), listReader(kLists[0]), listReader(kLists[1]),
+          listReader(kLists[2])};
 }
 
 void ReadFeature(const ElementScanner& scanner, const Element& feature, std::vector<Feature>& features) {
