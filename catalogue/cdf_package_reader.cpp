@@ -263,8 +263,8 @@ std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Elemen
       {"ISADDONOFSTACK", [&addonOf](const Element& e) { addonOf.push_back(e); }},
       {"FEATURE", [&scanner, &package](const Element& e) { ReadFeature(scanner, e, package->features); }}};
   scanner.ForEachOf(element.inside, parts);
-  if (title) package->title = std::string(Trim(title->content));
-  if (abstract) package->abstract = std::string(Trim(abstract->content));
+  if (title) package->title = ContentText(*title);
+  if (abstract) package->abstract = ContentText(*abstract);
   ReadDynamicAddons(addonOf, *package, dynamicAddons);
   if (implementation) ReadImplementation(scanner, *implementation, *package);
   return package;

@@ -10,7 +10,7 @@ bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 // TITLE as a child element, or else as an attribute of the element itself.
 std::string TitleOf(const ElementScanner& scanner, const Element& element) {
-  if (auto title = scanner.First(element.inside, "TITLE")) return std::string(Trim(title->content));
+  if (auto title = scanner.First(element.inside, "TITLE")) return ContentText(*title);
   return ReadAttributeOr(element.attributes, "TITLE", "");
 }
 
@@ -30,9 +30,11 @@ std::string_view Trim(std::string_view text) {
   return text;
 }
 
+std::string ContentText(const Element& element) { return std::string(Trim(element.content)); }
+
 std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_view name) {
   auto element = scanner.First(span, name);
-  return element ? std::string(Trim(element->content)) : std::string();
+  return element ? ContentText(*element) : std::string();
 }
 
 TargetSupportVisitors TargetSupportReaders(const ElementScanner& scanner, TargetSupport& target) {

@@ -16,6 +16,9 @@ namespace kx::catalogue::cdf {
 // Without the blanks, tabs, CRs and LFs around it.
 std::string_view Trim(std::string_view text);
 
+// The element's content, trimmed.
+std::string ContentText(const Element& element);
+
 // The trimmed content of the first element called `name` in `span`; empty when none.
 std::string ChildText(const ElementScanner& scanner, TextSpan span, std::string_view name);
 
