@@ -16,12 +16,6 @@ std::string InConfigurationDirectory(const char* name) {
   return tal::JoinPath(ConfigurationDirectory(), name);
 }
 
-// True for "/.syscfg-action" itself and for paths below it, not for "/.syscfg-actionX".
-bool IsInsideExchange(std::string_view path) {
-  if (path.substr(0, kExchangeName.size()) != kExchangeName) return false;
-  return path.size() == kExchangeName.size() || path[kExchangeName.size()] == '/';
-}
-
 }  // namespace
 
 std::string ExchangeBase(bool withTrailingSeparator) {
@@ -68,12 +62,14 @@ std::string RelativeActionDirectory() {
 
 std::string HostPathToLocalPath(const std::string& hostPath, bool wantTrailingSeparator) {
   std::string local = hostPath;
-  if (IsInsideExchange(hostPath)) {
-    const std::string cleaned = tal::CleanPath(hostPath);
-    // A path that climbed out of the exchange directory is no exchange path.
-    local = IsInsideExchange(cleaned) ? ExchangeBase(false) + cleaned : cleaned;
-    if (hostPath.back() == '/') local += '/';
+  const bool absolute = !hostPath.empty() && hostPath.front() == '/';
+  // Cleaned before the root goes in front, so that ".." cannot climb above it.
+  if (hostPath.compare(0, kExchangeName.size(), kExchangeName) == 0) {
+    local = ExchangeBase(false) + tal::CleanPath(hostPath);
+  } else if (absolute && tal::SystemRoot() != "/") {
+    local = tal::RootedPath(tal::CleanPath(hostPath));
   }
+  if (absolute && hostPath.back() == '/' && local.back() != '/') local += '/';
   const bool endsInSeparator = !local.empty() && local.back() == '/';
   if (!wantTrailingSeparator && endsInSeparator) local.pop_back();
   if (wantTrailingSeparator && !endsInSeparator) local += '/';

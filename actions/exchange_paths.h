@@ -37,9 +37,11 @@ std::string RequestFilePath(const std::string& name);
 // "/.syscfg-action/<last component>", or empty when there is none.
 std::string RelativeActionDirectory();
 
-// A path sent back by the remote host turned into a local path. A path inside
-// "/.syscfg-action" (after its "." and ".." components are resolved) gets the
-// exchange base in front; any other path is used as it is. Then exactly one
+// A path sent back by the remote host turned into a local path. A path that
+// begins with "/.syscfg-action" gets the exchange base in front; any other
+// absolute path gets the system root in front (and stays as it is when the root
+// is "/"); a relative path is used as it is. Absolute paths are cleaned of "."
+// and ".." first, so the result never lies above the root. Then exactly one
 // trailing "/" is removed or added, as asked.
 std::string HostPathToLocalPath(const std::string& hostPath, bool wantTrailingSeparator);
 

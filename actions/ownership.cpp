@@ -133,9 +133,9 @@ int32_t SetOwnerAndGroup(const std::string& path, const std::string& user, const
     uid = GetUserID(kDefaultOwner);
     gid = GetGroupID(kDefaultGroup);
   }
-  // Without the default IDs chown(-1, -1) would succeed and change nothing.
-  if (uid < 0 || gid < 0 ||
-      ::chown(path.c_str(), static_cast<uid_t>(uid), static_cast<gid_t>(gid)) != 0) {
+  // An ID that cannot be resolved even for the defaults stays -1, which chown
+  // leaves unchanged: the file keeps that owner, and its mode is still set.
+  if (::chown(path.c_str(), static_cast<uid_t>(uid), static_cast<gid_t>(gid)) != 0) {
     KX_LOG(kError2, "Failed call to chown for " + path);
     return -1;
   }

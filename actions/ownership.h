@@ -18,7 +18,8 @@ int64_t GetUserID(const std::string& name);
 int64_t GetGroupID(const std::string& name);
 
 // chown to the named user and group. When either name is empty or unknown, the
-// IDs of "opuser" and "kx" are used instead. 0 on success, -1 on failure.
+// IDs of "opuser" and "kx" are used instead; an ID that even those leave unknown
+// is not changed. 0 on success, -1 on failure.
 int32_t SetOwnerAndGroup(const std::string& path, const std::string& user, const std::string& group);
 
 // Owner "opuser", group "kx", mode rw-rw-r--. 0 on success, -1 on failure.

@@ -29,29 +29,7 @@ using tal::logmask::kEntry;
 using tal::logmask::kError2;
 using tal::logmask::kInfo;
 
-// Catalogues are small texts. The body is held three times over while it is
-// read (narrow, wide at four bytes a character, narrow again), so a larger one
-// is refused before it is copied at all.
-constexpr uint32_t kMaxBodyBytes = 8u << 20;
-
 constexpr char kNoCatalogueMessage[] = "install.cdf information not found in POST data";
-
-// The raw POST body as narrow text; false (with the body empty) when it is too
-// large or not UTF-8 text.
-bool ReadBody(uint32_t request, std::string& body) {
-  uint32_t size = 0;
-  if (ReadPostData_C_REST_VELO_(request, nullptr, &size, 0) == 1 && size > kMaxBodyBytes) {
-    KX_LOG(kError2, "POST data of " + std::to_string(size) + " bytes is too large");
-    return false;
-  }
-  try {
-    body = tal::WideToUtf8(plugin::GetPostData(request));
-    return true;
-  } catch (const tal::exception::InvalidSequence&) {
-    KX_LOG(kError2, "POST data is not UTF-8 text");
-    return false;
-  }
-}
 
 // True when the installed configuration holds the safe-mode component; a
 // configuration that cannot be loaded does not.
@@ -116,8 +94,9 @@ int32_t PlaceCatalogue(const CatalogueSource& source, const std::string& body,
 
 int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   KX_LOG(kEntry, "UpdateInstalledSoftware()");
-  std::string body;
-  if (!ReadBody(request, body)) return kResultInvalidArgument;
+  // A body that is not UTF-8 text throws InvalidSequence, which the frame answers
+  // with HTTP 500. The host bounds the body's size.
+  const std::string body = tal::WideToUtf8(plugin::GetPostData(request));
   const ActionCommand command = ReadActionCommand(body);
   // Only the exact "NO" keeps the target from being restarted into install mode.
   const bool allowedInRunMode = command.autoReboot != std::string("NO");

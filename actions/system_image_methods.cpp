@@ -87,29 +87,15 @@ bool PrepareBlacklist(const char* fileName, const std::string& blacklist, std::s
   return true;
 }
 
-// True when `localPath` names something strictly inside the current action
-// directory. Host paths are not trusted: ".." is refused outright, whatever it
-// would resolve to.
-bool IsInsideCurrentAction(const std::string& hostPath, const std::string& localPath) {
-  const std::string actionDirectory = CurrentActionDirectory();
-  if (actionDirectory.empty()) return false;
-  for (size_t begin = 0; begin <= hostPath.size();) {
-    size_t end = hostPath.find('/', begin);
-    if (end == std::string::npos) end = hostPath.size();
-    if (hostPath.compare(begin, end - begin, "..") == 0) return false;
-    begin = end + 1;
-  }
-  const std::string inside = tal::CleanPath(actionDirectory) + "/";
-  const std::string cleaned = tal::CleanPath(localPath);
-  return cleaned.size() > inside.size() && cleaned.compare(0, inside.size(), inside) == 0;
-}
-
-// A directory, FIFO or device would make gzip hang or report a mere warning; a
-// missing file is left to gzip, which reports it as corrupt.
-bool IsRegularFileOrMissing(const std::string& path) {
+// What gzip can test without blocking: a relative path would be taken from the
+// working directory, and a FIFO or device could keep gzip (and the progress
+// mutex held meanwhile) waiting forever. Missing files and directories are left
+// to gzip.
+bool CanBeTested(const std::string& path) {
+  if (path.empty() || path.front() != '/') return false;
   struct stat status;
   if (::stat(path.c_str(), &status) != 0) return true;
-  return S_ISREG(status.st_mode);
+  return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode);
 }
 
 int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint32_t options,
@@ -136,12 +122,8 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
                     "\nactionId: " + actionId);
 
   const std::string imagePath = HostPathToLocalPath(hostLocalPath, false);
-  if (!IsInsideCurrentAction(hostLocalPath, imagePath) || !IsRegularFileOrMissing(imagePath)) {
-    KX_LOG(kError2, "LocalPath is not a file in the current action directory: " + hostLocalPath);
-    return kResultInvalidArgument;
-  }
   NoWindowExternalApplication gzip(L"", L"", std::string());
-  if (gzip.startAndComplete("gzip", {"-t", imagePath}) == 1) {
+  if (!CanBeTested(imagePath) || gzip.startAndComplete("gzip", {"-t", imagePath}) == 1) {
     KX_LOG(kError2, "Created a file on the system that was corrupt.");
     return kResultCorruptImage;
   }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <optional>
 
 #include "actions/exchange_paths.h"
 #include "actions/remove_dir_hierarchy.h"
@@ -14,9 +15,9 @@
 #include "daemon/system_image_requests.h"
 #include "daemon/transaction.h"
 #include "daemon/transaction_location.h"
+#include "exchange/lock_record.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "platform/action_lock.h"
 
 namespace kx::daemon {
 namespace {
@@ -41,15 +42,16 @@ constexpr Request kRequests[] = {
 // Guards against a request that can be neither carried out nor marked.
 constexpr int kMaxRequestsPerWakeUp = 16;
 
-// The ID in the lock record; the directory is named after it too.
+// The ID in the lock record; without a readable record the directory's name,
+// which is derived from the ID, will do.
 std::string ActionId(const std::string& actionDirectory) {
   try {
-    tal::TextFileReader record(tal::JoinPath(actionDirectory, platform::kActionLockRecordName));
-    for (std::string line; record.ReadLine(line);) {
-      if (line.compare(0, 3, "Id=") == 0) return line.substr(3);
+    tal::TextFileReader record(tal::JoinPath(actionDirectory, exchange::kLockRecordName));
+    std::string firstLine;
+    if (record.ReadLine(firstLine)) {
+      if (std::optional<std::string> id = exchange::LockRecordActionId(firstLine)) return *id;
     }
   } catch (const std::exception&) {
-    // the directory's name will do
   }
   return tal::LastComponent(actionDirectory);
 }

@@ -6,6 +6,7 @@
 
 #include <optional>
 
+#include "exchange/action_directory_name.h"
 #include "host/byte_range.h"
 #include "host/text_reply.h"
 #include "kx/tal/path.h"
@@ -15,31 +16,18 @@ namespace {
 
 constexpr char kExchangeName[] = ".syscfg-action";
 constexpr char kImageName[] = "SystemImage.tgz";
-constexpr size_t kMaxActionIdLength = 128;
 
-// The characters of an action ID, as the action-lock service allows them.
-bool IsActionId(const std::string& text) {
-  if (text.empty() || text.size() > kMaxActionIdLength || text == "." || text.find("..") != std::string::npos) {
-    return false;
-  }
-  for (const char c : text) {
-    const bool letterOrDigit = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-    if (!letterOrDigit && c != '.' && c != '_' && c != '-') return false;
-  }
-  return true;
-}
-
-// "<exchange>/<action ID>/SystemImage.tgz" → the action ID.
-std::optional<std::string> ActionIdOf(const std::string& path) {
-  const std::string exchange = std::string(kExchangeName) + "/";
+// "<exchange>/<action directory>/SystemImage.tgz" → the action directory's name.
+std::optional<std::string> ActionDirectoryOf(const std::string& path) {
+  const std::string prefix = std::string(kExchangeName) + "/";
   const std::string image = std::string("/") + kImageName;
-  if (path.size() <= exchange.size() + image.size() || path.compare(0, exchange.size(), exchange) != 0 ||
+  if (path.size() <= prefix.size() + image.size() || path.compare(0, prefix.size(), prefix) != 0 ||
       path.compare(path.size() - image.size(), image.size(), image) != 0) {
     return std::nullopt;
   }
-  std::string actionId = path.substr(exchange.size(), path.size() - exchange.size() - image.size());
-  if (!IsActionId(actionId)) return std::nullopt;
-  return actionId;
+  std::string directory = path.substr(prefix.size(), path.size() - prefix.size() - image.size());
+  if (!exchange::IsActionDirectoryName(directory)) return std::nullopt;
+  return directory;
 }
 
 std::string ExchangeDirectory() {
@@ -50,10 +38,10 @@ std::string ExchangeDirectory() {
 
 // Opens the image one directory at a time, no link followed; -1 when it is not
 // a regular file there.
-int OpenImage(const std::string& actionId, uint64_t& size) {
+int OpenImage(const std::string& actionDirectory, uint64_t& size) {
   const int exchange = ::open(ExchangeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (exchange < 0) return -1;
-  const int action = ::openat(exchange, actionId.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int action = ::openat(exchange, actionDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   ::close(exchange);
   if (action < 0) return -1;
   const int image = ::openat(action, kImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
@@ -70,9 +58,10 @@ int OpenImage(const std::string& actionId, uint64_t& size) {
 }  // namespace
 
 MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath) {
-  const std::optional<std::string> actionId = ActionIdOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
+  const std::optional<std::string> actionDirectory =
+      ActionDirectoryOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
   uint64_t size = 0;
-  const int image = actionId ? OpenImage(*actionId, size) : -1;
+  const int image = actionDirectory ? OpenImage(*actionDirectory, size) : -1;
   if (image < 0) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
 
   const ByteRange range = ParseByteRange(

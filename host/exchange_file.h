@@ -1,5 +1,5 @@
 #pragma once
-// GET (or HEAD) "/swinstall/files/.syscfg-action/<action ID>/SystemImage.tgz":
+// GET (or HEAD) "/swinstall/files/.syscfg-action/<action directory>/SystemImage.tgz":
 // the system image that the daemon packed for GetSystemImage, whose answer
 // names it by its ImageFileURL (the part after "/swinstall/files/").
 //

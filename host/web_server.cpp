@@ -17,18 +17,15 @@ namespace kx::webhost {
 namespace {
 
 constexpr char kPathPrefix[] = "/swinstall/";
-constexpr size_t kMaxMethodNameLength = 64;
 constexpr unsigned kIdleTimeoutSeconds = 60;
 
-// Web-method names are plain identifiers; anything else ("../x", "a/b") is
-// not a web method of this service and never reaches the plug-in.
-bool IsMethodName(const std::string& name) {
-  if (name.empty() || name.size() > kMaxMethodNameLength) return false;
-  for (char c : name) {
-    const bool letterOrDigit = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-    if (!letterOrDigit && c != '_') return false;
-  }
-  return true;
+// Every one-segment name under kPathPrefix (decoded, whatever it holds) is the
+// plug-in's to answer, an unknown one with 501; deeper paths are the host's own.
+std::optional<std::string> MethodNameOf(const std::string& path) {
+  if (path.rfind(kPathPrefix, 0) != 0) return std::nullopt;
+  std::string name = path.substr(sizeof kPathPrefix - 1);
+  if (name.find('/') != std::string::npos) return std::nullopt;
+  return name;
 }
 
 MHD_Result CollectQueryField(void* fields, MHD_ValueKind, const char* name, size_t nameSize, const char* value,
@@ -139,8 +136,8 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
 MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const char* method, void** state) {
   const std::string path(url);
   if (path.rfind(kExchangeFilePrefix, 0) == 0) return BeginFileDownload(connection, path, method);
-  const std::string name = path.rfind(kPathPrefix, 0) == 0 ? path.substr(sizeof kPathPrefix - 1) : std::string();
-  if (!IsMethodName(name)) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such web method\n");
+  const std::optional<std::string> name = MethodNameOf(path);
+  if (!name) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "not found\n");
   if (std::strcmp(method, MHD_HTTP_METHOD_GET) != 0 && std::strcmp(method, MHD_HTTP_METHOD_POST) != 0) {
     return QueueTextReply(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "only GET and POST\n", MHD_HTTP_HEADER_ALLOW,
                           "GET, POST");
@@ -151,7 +148,7 @@ MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const c
   MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, &CollectQueryField, &queryFields);
   const char* contentType = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_TYPE);
   const BodyLimits limits{options_.maxBody, options_.maxTextBody};
-  auto request = std::make_unique<HostRequest>(path, name, limits, contentType == nullptr ? "" : contentType,
+  auto request = std::make_unique<HostRequest>(path, *name, limits, contentType == nullptr ? "" : contentType,
                                                DeclaredLength(connection), std::move(queryFields));
   if (request->Input().Failed()) {
     // Answered before the body is read; the server then closes the connection.

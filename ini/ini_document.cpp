@@ -91,12 +91,10 @@ bool Document::GetUInt32(std::string_view section, std::string_view key, uint32_
 
 int Document::SetText(std::string_view section, std::string_view key, std::string_view value,
                       char quote) {
-  if (!IsValidSectionName(section) || !IsValidKeyName(key) || !IsValidValue(value)) {
-    return kErrorInvalid;
-  }
+  if (!IsValidSectionName(section) || !IsValidKeyName(key)) return kErrorInvalid;
   if (quote != 0 && quote != '"' && quote != '\'') return kErrorInvalid;
-  // Unquoted, such a value would lose its first and last character on reading.
-  if (quote == 0 && !value.empty() && IsQuoteChar(value.front())) quote = '"';
+  // The value is C text to the file: it ends at a NUL.
+  value = value.substr(0, value.find('\0'));
   try {
     Key& entry = KeyFor(SectionIndexFor(std::string(section)), std::string(key));
     entry.value.assign(value);

@@ -2,9 +2,11 @@
 // An INI document in memory: sections of keys with values and comments, plus
 // the settings that steer how it is written to a file.
 //
-// Everything written through the setters reads back unchanged after a save and
-// a load; values that could not (line breaks, NUL) are refused. Names are
-// compared byte-wise, case-sensitively. The section named "" is the unnamed
+// Names and comments are refused when a file could not carry them. Values are
+// written as given: one that holds a line end continues on the next lines of the
+// file (and those lines are read as lines of their own), one that starts and
+// ends with a quote character without being set quoted loses those quotes on
+// reading. Names are compared byte-wise, case-sensitively. The section named "" is the unnamed
 // leading section: it is always written first and without a header.
 
 #include <cstdint>
@@ -60,9 +62,9 @@ class Document {
   bool GetUInt32(std::string_view section, std::string_view key, uint32_t& value) const;
 
   // Setters create the section and key when missing and return kOk, or
-  // kErrorInvalid for a name, value or quote the file could not carry, or
-  // kErrorNoMemory. `quote` is 0, '"' or '\''; a value starting with a quote
-  // character is always quoted with '"' so that it reads back as written.
+  // kErrorInvalid for a name or quote the file could not carry, or
+  // kErrorNoMemory. `quote` is 0 (written without quotes), '"' or '\''. A text
+  // value ends at its first NUL, as C text would.
   int SetText(std::string_view section, std::string_view key, std::string_view value,
               char quote = 0);
   int SetInt32(std::string_view section, std::string_view key, int32_t value);

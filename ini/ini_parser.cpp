@@ -23,8 +23,9 @@
 //    value that starts and ends with the same quote character ('"' or '\'') is
 //    quoted: the quotes are removed and recorded on the key.
 //  - Keys before any header belong to the unnamed leading section.
-//  - A line without '=' or with an empty name is ignored. A repeated key keeps
-//    its place and takes the last value.
+//  - A line without '=' or with an empty name is ignored. A repeated key is
+//    ignored: the first value wins, so lines that follow a key (a value written
+//    with a line end in it) can never replace what was written before them.
 //  - "name Line0001", "name Line0002", ... in unbroken order join into the one
 //    key "name". Later pieces are unquoted only when the first piece was. A
 //    piece out of order is read as a key of its own, with its full name.
@@ -83,8 +84,7 @@ class Parser {
     uint32_t number = 0;
     if (SplitContinuationName(name, base, number)) {
       if (number == 1) {
-        StartKey(base, value);
-        continuing_ = true;
+        continuing_ = StartKey(base, value);
         nextPiece_ = 2;
         return;
       }
@@ -98,7 +98,12 @@ class Parser {
     continuing_ = false;
   }
 
-  void StartKey(std::string_view name, std::string_view value) {
+  // False (and the line dropped) when the section has the key already.
+  bool StartKey(std::string_view name, std::string_view value) {
+    if (document_.FindKey(document_.sections_[section_].name, name) != nullptr) {
+      pendingComments_.clear();
+      return false;
+    }
     Key& key = document_.KeyFor(section_, std::string(name));
     key.quote = 0;
     if (value.size() >= 2 && IsQuoteChar(value.front()) && value.back() == value.front()) {
@@ -108,6 +113,7 @@ class Parser {
     key.value.assign(value);
     TakeComments(key.comments);
     keyIndex_ = static_cast<size_t>(&key - document_.sections_[section_].keys.data());
+    return true;
   }
 
   void AppendPiece(std::string_view piece) {

@@ -43,8 +43,6 @@ bool IsValidKeyName(std::string_view name) {
   return !SplitContinuationName(name, base, number);
 }
 
-bool IsValidValue(std::string_view value) { return !HasLineBreakOrNul(value); }
-
 bool IsValidComment(std::string_view line) {
   return !line.empty() && IsCommentChar(line.front()) && !HasLineBreakOrNul(line);
 }

@@ -16,7 +16,7 @@ inline bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 inline bool IsQuoteChar(char c) { return c == '"' || c == '\''; }
 inline bool IsCommentChar(char c) { return c == ';' || c == '#'; }
 
-// Line feed, carriage return and NUL end or cut a line, so no text may hold them.
+// Line feed, carriage return and NUL end or cut a line, so no name or comment may hold them.
 bool HasLineBreakOrNul(std::string_view text);
 
 // Splits "<base> Line<digits>" (four or more digits, number >= 1) into base and number.
@@ -27,7 +27,6 @@ bool IsValidSectionName(std::string_view name);
 // Non-empty, no '=', no blank at either end, not starting like a header or a
 // comment, and not itself looking like a continuation key.
 bool IsValidKeyName(std::string_view name);
-bool IsValidValue(std::string_view value);
 // A whole line starting with a comment character.
 bool IsValidComment(std::string_view line);
 

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+#include "exchange/action_directory_name.h"
+#include "exchange/lock_record.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/file_finder.h"
@@ -47,11 +49,11 @@ class ServiceLock {
 };
 
 std::string ActionDirectory(const std::string& actionId) {
-  return tal::JoinPath(ActionExchangeDirectory(), actionId);
+  return tal::JoinPath(ActionExchangeDirectory(), exchange::ActionDirectoryName(actionId));
 }
 
 std::string RecordPath(const std::string& actionId) {
-  return tal::JoinPath(ActionDirectory(actionId), kActionLockRecordName);
+  return tal::JoinPath(ActionDirectory(actionId), exchange::kLockRecordName);
 }
 
 std::vector<std::string> ExchangeEntries() {
@@ -60,14 +62,14 @@ std::vector<std::string> ExchangeEntries() {
   return tal::FindFiles(exchange, "*");
 }
 
-// True when the record at `path` is a regular file whose first line is "Id=<actionId>".
+// True when the record at `path` is a regular file whose first line names `actionId`.
 bool RecordNames(const std::string& path, const std::string& actionId) {
   int fd;
   while ((fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) < 0 &&
          errno == EINTR) {
   }
   if (fd < 0) return false;
-  const std::string expected = "Id=" + actionId + "\n";
+  const std::string expected = exchange::LockRecordIdLine(actionId);
   std::string firstLine(expected.size(), '\0');
   struct stat info;
   ssize_t size = -1;
@@ -86,20 +88,6 @@ bool IsHeldBy(const std::string& actionId) {
          tal::IsDirectory(entries.front()) && RecordNames(RecordPath(actionId), actionId);
 }
 
-std::string CleanHolder(const std::string& holder) {
-  std::string cleaned = holder.substr(0, kMaxLockHolderLength);
-  for (char& c : cleaned) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
-  return cleaned;
-}
-
-std::string LockRecord(const std::string& actionId, const std::string& holder) {
-  return "Id=" + actionId + "\nHolder=" + CleanHolder(holder) +
-         "\nProcessId=" + std::to_string(::getpid()) +
-         "\nTime=" + std::to_string(static_cast<long long>(std::time(nullptr))) + "\n";
-}
-
 // Creates the action's directory and record; called with the service lock held
 // and the lock free. Throws a foundation exception when a file cannot be made.
 void CreateLock(const std::string& actionId, const std::string& holder) {
@@ -108,7 +96,7 @@ void CreateLock(const std::string& actionId, const std::string& holder) {
   if (::mkdir(directory.c_str(), kDirectoryMode) != 0) KX_THROW(tal::osdep::PosixError);
   GiveToDefaultOwner(directory, kDirectoryMode);
   const std::string record = RecordPath(actionId);
-  tal::WriteTextFile(record, LockRecord(actionId, holder));
+  tal::WriteTextFile(record, exchange::LockRecordText({actionId, holder, ::getpid(), std::time(nullptr)}));
   GiveToDefaultOwner(record, kFileMode);
 }
 
@@ -145,17 +133,6 @@ std::string ConvertCurrentActionFile(const std::string& currentPath) {
 
 }  // namespace
 
-bool IsValidActionId(const std::string& actionId) {
-  if (actionId.empty() || actionId.size() > kMaxActionIdLength) return false;
-  if (actionId == "." || actionId.find("..") != std::string::npos) return false;
-  for (const char c : actionId) {
-    const bool allowed = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                         (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-';
-    if (!allowed) return false;
-  }
-  return true;
-}
-
 }  // namespace kx::platform
 
 // The service functions are global by contract; their helpers live in kx::platform.
@@ -164,7 +141,7 @@ using namespace kx::platform;
 int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
                          std::string& lockFilePath) {
   KX_LOG(kx::tal::logmask::kEntry, "ObtainActionLock()");
-  if (!IsValidActionId(actionId)) return kInvalidArgument;
+  if (!kx::exchange::IsAcceptableActionId(actionId)) return kInvalidArgument;
   try {
     ServiceLock serviceLock;
     if (IsHeldBy(actionId)) {
@@ -187,7 +164,7 @@ int32_t ObtainActionLock(const std::string& actionId, const std::string& customL
 }
 
 int32_t HasActionLock(const std::string& actionId) {
-  if (!IsValidActionId(actionId)) return 0;
+  if (!kx::exchange::IsAcceptableActionId(actionId)) return 0;
   try {
     ServiceLock serviceLock;
     return IsHeldBy(actionId) ? 1 : 0;
@@ -198,7 +175,7 @@ int32_t HasActionLock(const std::string& actionId) {
 
 int32_t RemoveActionLock(const std::string& actionId) {
   KX_LOG(kx::tal::logmask::kEntry, "RemoveActionLock()");
-  if (!IsValidActionId(actionId)) return kInvalidArgument;
+  if (!kx::exchange::IsAcceptableActionId(actionId)) return kNotLockHolder;
   try {
     ServiceLock serviceLock;
     if (!IsHeldBy(actionId)) return kNotLockHolder;

@@ -2,39 +2,27 @@
 // The action-lock service: one installation action at a time, across processes
 // and restarts.
 //
-// The lock is the directory "<action exchange directory>/<action ID>/" holding
-// the lock record "ActionLock.txt":
-//   Id=<action ID>
-//   Holder=<custom lock holder, control characters as blanks, at most 1024 bytes>
-//   ProcessId=<pid of the process that took the lock>
-//   Time=<seconds since 1970-01-01 UTC when it was taken>
-// The lock is held while the action exchange directory has any entry; it is held
-// by an ID when that is the only entry and its record starts with "Id=<ID>".
-// Every operation runs under an flock on "kx_platform_ActionLock" in the
-// shared-file directory, so processes and threads see each step whole.
+// The lock is the action's directory inside the action exchange directory,
+// named from the action ID by exchange::ActionDirectoryName, holding the lock
+// record exchange::kLockRecordName (format in exchange/lock_record.h). The lock
+// is held while the action exchange directory has any entry; it is held by an
+// ID when that is the only entry, it is the ID's directory, and its record
+// names the whole ID. Every operation runs under an flock on
+// "kx_platform_ActionLock" in the shared-file directory, so processes and
+// threads see each step whole.
 //
-// Action IDs are 1 to 128 characters of A-Z a-z 0-9 . _ -, neither "." nor
-// containing "..". Any other ID is refused with 0x80070057 and touches nothing.
+// Action IDs are opaque: any non-empty text of at most 4096 bytes. A longer or
+// empty one is refused with 0x80070057 and touches nothing.
 
 #include <cstdint>
 #include <string>
-
-namespace kx::platform {
-
-constexpr char kActionLockRecordName[] = "ActionLock.txt";
-constexpr size_t kMaxActionIdLength = 128;
-constexpr size_t kMaxLockHolderLength = 1024;
-
-bool IsValidActionId(const std::string& actionId);
-
-}  // namespace kx::platform
 
 // Takes the lock for `actionId`: creates the action exchange directory when
 // missing, the action's directory and its lock record (owner "opuser", group
 // "kx"; modes 0775 and 0664), and hands back the record's path. 0 when taken,
 // 1 when this ID holds it already (the path is handed back too), 0x800407E2 when
-// another action holds it, 0x80070057 for an invalid ID, 0x80004005 when the
-// files cannot be made.
+// another action holds it, 0x80070057 for an unacceptable ID, 0x80004005 when
+// the files cannot be made.
 int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
                          std::string& lockFilePath);
 
@@ -42,8 +30,7 @@ int32_t ObtainActionLock(const std::string& actionId, const std::string& customL
 int32_t HasActionLock(const std::string& actionId);
 
 // Releases the lock of `actionId` and removes its directory: 0; 0x800407E2 when
-// that ID does not hold the lock, 0x80070057 for an invalid ID, 0x80004005 when
-// the directory cannot be removed.
+// that ID does not hold the lock, 0x80004005 when the directory cannot be removed.
 int32_t RemoveActionLock(const std::string& actionId);
 
 // Removes every entry of the action exchange directory, whoever holds the lock.

@@ -1,6 +1,7 @@
 #include "kx/tal/text_file.h"
 
 #include <cerrno>
+#include <cstdlib>
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
@@ -18,21 +19,25 @@ FILE* OpenFile(const std::string& path, const char* mode, bool throwOnError) {
 
 TextFileReader::TextFileReader(const std::string& path) : file_(OpenFile(path, "re")) {}
 
-TextFileReader::~TextFileReader() { std::fclose(file_); }
+TextFileReader::~TextFileReader() {
+  std::free(buffer_);
+  std::fclose(file_);
+}
 
 bool TextFileReader::ReadLine(std::string& line) {
-  line.clear();
-  char buffer[4096];
-  while (std::fgets(buffer, sizeof buffer, file_) != nullptr) {
-    line += buffer;
-    if (!line.empty() && line.back() == '\n') {
-      line.pop_back();
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      return true;
-    }
+  // getline counts the bytes it read, so a NUL stays part of its line.
+  const ssize_t length = ::getline(&buffer_, &capacity_, file_);
+  if (length < 0) {
+    if (std::ferror(file_)) KX_THROW(exception::FileReadFailed);
+    line.clear();
+    return false;
   }
-  if (std::ferror(file_)) KX_THROW(exception::FileReadFailed);
-  return !line.empty();  // a last line without line end
+  line.assign(buffer_, static_cast<size_t>(length));
+  if (!line.empty() && line.back() == '\n') {
+    line.pop_back();
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+  }
+  return true;
 }
 
 void WriteTextFile(const std::string& path, const std::string& text) {

@@ -11,7 +11,8 @@ namespace kx::tal {
 // or returns null when throwOnError is false.
 FILE* OpenFile(const std::string& path, const char* mode, bool throwOnError = true);
 
-// Yields the lines of a text file without their line end ("\n" or "\r\n").
+// Yields the lines of a text file without their line end ("\n" or "\r\n"),
+// every other byte kept (NUL included).
 class TextFileReader {
  public:
   // Throws PosixError when the file cannot be opened.
@@ -25,6 +26,8 @@ class TextFileReader {
 
  private:
   FILE* file_;
+  char* buffer_ = nullptr;  // getline's, grown as lines need
+  size_t capacity_ = 0;
 };
 
 // Creates or truncates the file and writes the text whole. Throws PosixError

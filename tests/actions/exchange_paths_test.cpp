@@ -57,28 +57,34 @@ TEST(ExchangePaths, CurrentActionDirectoryIsTheFirstSortedEntry) {
   }
 }
 
-TEST(ExchangePaths, HostPathsBecomeLocalPaths) {
+TEST(ExchangePaths, HostPathsBecomeLocalPathsBelowTheRoot) {
   kx::test::ScratchRoot root;
   root.WriteFile("/etc/brenmar/safemode", "");
-  const std::string exchange = root / "/mnt/userfs/.syscfg-action";
+  const std::string base = root / "/mnt/userfs";
+  const std::string exchange = base + "/.syscfg-action";
   const std::tuple<const char*, bool, std::string> cases[] = {
       {"/.syscfg-action/abc/", false, exchange + "/abc"},
       {"/.syscfg-action/abc", true, exchange + "/abc/"},
       {"/.syscfg-action/abc/", true, exchange + "/abc/"},
       {"/.syscfg-action", false, exchange},
       {"/.syscfg-action/a/./b//c", false, exchange + "/a/b/c"},
-      {"/tmp/x/", false, "/tmp/x"},
-      {"/tmp/x", true, "/tmp/x/"},
-      // Not an exchange path: only the exchange base is ever put in front.
-      {"/.syscfg-actionX/y", false, "/.syscfg-actionX/y"},
-      {"/.syscfg-action/../etc/passwd", false, "/etc/passwd"},
-      {"/.syscfg-action/a/../../../x/", false, "/x"},
+      {"/.syscfg-actionX/y", false, base + "/.syscfg-actionX/y"},
+      {"/.syscfg-action/../etc/passwd", false, base + "/etc/passwd"},
+      {"/.syscfg-action/a/../../../x/", false, base + "/x"},
+      {"/tmp/x/", false, root / "/tmp/x"},
+      {"/tmp/x", true, root / "/tmp/x/"},
+      {"/../../etc/passwd", false, root / "/etc/passwd"},
+      {"relative/x/", false, "relative/x"},
+      {"", false, ""},
   };
   for (const auto& [hostPath, trailingSeparator, local] : cases) {
     EXPECT_EQ(HostPathToLocalPath(hostPath, trailingSeparator), local) << hostPath << " " << trailingSeparator;
   }
   std::filesystem::remove(root / "/etc/brenmar/safemode");
   EXPECT_EQ(HostPathToLocalPath("/.syscfg-action/abc/", false), root / "/.syscfg-action/abc");
+  // With the root "/", other paths are the controller's own, as given.
+  ::setenv("KX_SYSTEM_ROOT", "/", 1);
+  EXPECT_EQ(HostPathToLocalPath("/tmp/./x/", false), "/tmp/./x");
 }
 
 }  // namespace

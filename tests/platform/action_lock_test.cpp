@@ -13,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "exchange/action_directory_name.h"
 #include "tests/kx/tal/osdep/child_process.h"
 #include "tests/support/scratch_root.h"
 
@@ -30,20 +31,38 @@ class ActionLockTest : public ::testing::Test {
   kx::test::ScratchRoot root_;
 };
 
-TEST_F(ActionLockTest, RefusesBadIdsAndTouchesNothing) {
-  const std::vector<std::string> badIds = {
-      "", ".", "..", "a/b", "/abs", "a..b", "../up", std::string("a\0b", 3), "a\nb", "a\x01",
-      "tab\there", "blank id", "semi;colon", "\xc3\xa4", std::string(129, 'a')};
-  for (const std::string& id : badIds) {
-    std::string path = "untouched";
-    EXPECT_EQ(ObtainActionLock(id, "holder", path), kInvalidArgument) << id;
-    EXPECT_EQ(path, "untouched");
-    EXPECT_EQ(RemoveActionLock(id), kInvalidArgument) << id;
-    EXPECT_EQ(HasActionLock(id), 0) << id;
+// Action IDs are the remote host's own text: each takes the lock in one
+// directory directly inside the action exchange directory, and only that whole
+// ID holds it.
+TEST_F(ActionLockTest, AnyIdUpTo4KiBTakesTheLockInsideTheExchange) {
+  const std::vector<std::string> ids = {
+      "{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}", "blank id", "host:7", "\xc3\xa4ktion", "a/b", "..", ".",
+      "../../etc", "a\nId=B2", std::string("a\0b", 3), "back\\slash", std::string(4096, 'x')};
+  for (const std::string& id : ids) {
+    std::string path;
+    ASSERT_EQ(ObtainActionLock(id, "holder", path), 0) << id;
+    EXPECT_EQ(path, Exchange() + "/" + kx::exchange::ActionDirectoryName(id) + "/ActionLock.txt") << id;
+    EXPECT_EQ(HasActionLock(id), 1) << id;
+    for (const std::string& other : {id + "x", id.substr(0, id.size() - 1), std::string("A1")}) {
+      EXPECT_EQ(HasActionLock(other), 0) << id;
+      EXPECT_EQ(RemoveActionLock(other), kNotLockHolder) << id;
+    }
+    EXPECT_EQ(RemoveActionLock(id), 0) << id;
+    EXPECT_TRUE(fs::is_empty(Exchange())) << id;
   }
-  EXPECT_TRUE(fs::is_empty(root_.Path()));
-  std::string path;
-  EXPECT_EQ(ObtainActionLock(std::string(128, 'a'), "", path), 0);
+  for (const fs::directory_entry& entry : fs::directory_iterator(root_.Path())) {
+    const std::string name = entry.path().filename();
+    EXPECT_TRUE(name == ".syscfg-action" || name == "var") << name;  // var: the service's flock file
+  }
+
+  for (const std::string& refused : {std::string(), std::string(4097, 'x')}) {
+    std::string path = "untouched";
+    EXPECT_EQ(ObtainActionLock(refused, "holder", path), kInvalidArgument);
+    EXPECT_EQ(path, "untouched");
+    EXPECT_EQ(HasActionLock(refused), 0);
+    EXPECT_EQ(RemoveActionLock(refused), kNotLockHolder);
+  }
+  EXPECT_TRUE(fs::is_empty(Exchange()));
 }
 
 TEST_F(ActionLockTest, OneActionHoldsTheLockUntilItIsRemoved) {

@@ -5,9 +5,13 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <set>
 #include <thread>
 
 #include "actions/process_finder.h"
+#include "actions/web_methods.h"
+#include "exchange/action_directory_name.h"
+#include "plugin/request_helpers.h"
 #include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
@@ -44,6 +48,29 @@ class ActionLifecycleTest : public WebMethodTest, public testing::WithParamInter
            "\" Directory=\"/\\.syscfg-action/A1\" StartTime=\"" + startTime + "\" Mode=\"" + (GetParam() ? "1" : "0") +
            "\" />\n";
   }
+  // Every path below the root but the action exchange directory, its parents and what it holds.
+  std::set<std::string> PathsOutsideTheExchange() const {
+    const std::string exchange = ExchangeDirectory();
+    std::set<std::string> paths;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root.Path())) {
+      const std::string path = entry.path();
+      if (path.rfind(exchange, 0) != 0 && exchange.rfind(path + "/", 0) != 0) paths.insert(path);
+    }
+    return paths;
+  }
+  // A handler called the way the frame calls it, without the frame's restart thread.
+  webruntime::MemoryRequest Call(plugin::WebMethodHandler handler, Form form, std::string body = {}) const {
+    webruntime::MemoryRequest request;
+    request.form = std::move(form);
+    request.body = std::move(body);
+    webruntime::RequestRegistration registration(request);
+    KeyValuePairList fields;
+    ReadAllFormData_C_REST_VELO_(registration.Handle(), &fields);
+    int32_t status = 200;
+    bool restart = false;
+    handler(fields, registration.Handle(), request.output, status, restart);
+    return request;
+  }
   // True when no action directory exists and nothing was written beside it.
   bool NothingCreated() const {
     return !std::filesystem::exists(ExchangeDirectory()) || std::filesystem::is_empty(ExchangeDirectory());
@@ -65,7 +92,7 @@ TEST_P(ActionLifecycleTest, WholeAction) {
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
   // The holder asking again is told so (Result 1); the start time is the lock record's modification time.
   const struct timeval times[2] = {{1600000000, 0}, {1600000000, 0}};
-  ASSERT_EQ(::utimes((directory + platform::kActionLockRecordName).c_str(), times), 0);
+  ASSERT_EQ(::utimes((directory + exchange::kLockRecordName).c_str(), times), 0);
   EXPECT_THAT(Run("BeginAction", BeginForm("A1")).output, testing::MatchesRegex(BeginAnswer("1", "0 0 DB83C080 0")));
 
   std::optional<NamedProcess> daemon;  // safe mode needs it
@@ -123,35 +150,69 @@ TEST_P(ActionLifecycleTest, MalformedRequestsGet400WithoutBody) {
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
 }
 
-TEST_P(ActionLifecycleTest, RefusedActionIdsAndAnotherHolderChangeNothing) {
-  const std::string ids[] = {"", ".", "..", "../A1", "a/b", "/A1", "A\x01", "A\nB", "A B", std::string(129, 'a')};
+// Action IDs are the remote host's own text. Each runs a whole action in one
+// directory directly inside the action exchange directory. The handlers are
+// called directly, so no restart thread runs between the steps.
+TEST_P(ActionLifecycleTest, AnyActionIdRunsAWholeActionInsideTheExchange) {
+  std::optional<NamedProcess> daemon;  // safe mode needs it
+  if (GetParam()) daemon.emplace(actions::kDaemonProcessName);
+  ASSERT_EQ(HasActionLock("none"), 0);  // makes the service's own lock file
+  const std::set<std::string> before = PathsOutsideTheExchange();
+  const std::string ids[] = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}", "blank id", "host:7", "\xc3\xa4ktion \xe2\x82\xac",
+                             "a/b", "..", "../../etc/passwd", std::string(4096, 'x')};
   for (const std::string& id : ids) {
+    const std::string name = exchange::ActionDirectoryName(id);
+    const std::string directory = ExchangeDirectory() + "/" + name + "/";
+    EXPECT_THAT(Call(actions::BeginAction, BeginForm(id)).output,
+                testing::HasSubstr("Result=\"0\" Directory=\"/.syscfg-action/" + name + "\" StartTime="));
+    const std::string body = "<WSACTIONCOMMAND NAME=\"" + id + "\"/>\n<DEFINITION/>\n";
+    EXPECT_EQ(Call(actions::SoftwareUpdate, {}, body).output, Answer("SoftwareUpdate", 0)) << id;
+    EXPECT_EQ(ReadFile(directory + "install.cdf"), body);
+    EXPECT_THAT(Call(actions::GetSystemImage, {{"ActionID", id}, {"Blacklist", ""}, {"Options", "0"}}).output,
+                testing::HasSubstr("Result=\"0\" ImageFileURL=\".syscfg-action/" + name + "/SystemImage.tgz\""));
+    EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "ImagePath"), directory + "SystemImage.tgz");
+    EXPECT_EQ(Call(actions::FinalizeAction, Finalize(id)).output, Answer("FinalizeAction", 0)) << id;
+    EXPECT_EQ(IniText(directory + "postaction.ini", "PostAction", "Action"), "run");
+    EXPECT_EQ(Call(actions::CancelAction, {{"ActionID", id}}).output, Answer("CancelAction", 0)) << id;
+    EXPECT_TRUE(NothingCreated()) << id;
+  }
+  EXPECT_EQ(PathsOutsideTheExchange(), before);
+}
+
+TEST_P(ActionLifecycleTest, RefusedActionIdsAndAnotherHolderChangeNothing) {
+  for (const std::string& id : {std::string(), std::string(4097, 'a')}) {
     EXPECT_EQ(Run("BeginAction", BeginForm(id)).output, Answer("BeginAction", kInvalidArgument)) << id;
-    EXPECT_EQ(Run("CancelAction", {{"ActionID", id}}).output, Answer("CancelAction", kInvalidArgument));
+    EXPECT_EQ(Run("CancelAction", {{"ActionID", id}}).output, Answer("CancelAction", kNotLockHolder));
   }
   EXPECT_TRUE(NothingCreated());
-  EXPECT_FALSE(std::filesystem::exists(root / "/A1") || std::filesystem::exists(root / "/mnt/userfs/A1"));
 
-  const std::string holder(128, 'a');
+  const std::string holder(4096, 'a');
   ASSERT_EQ(Run("BeginAction", BeginForm(holder)).status, 200);
   const webruntime::MemoryRequest other = Run("BeginAction", BeginForm("B"));
   EXPECT_EQ(other.status, 200);  // the handler leaves the status; the body says why
   EXPECT_EQ(other.output, Answer("BeginAction", kNotLockHolder));
   EXPECT_EQ(Run("CancelAction", {{"ActionID", "B"}}).output, Answer("CancelAction", kNotLockHolder));
+  EXPECT_EQ(Run("CancelAction", {{"ActionID", holder + "a"}}).output, Answer("CancelAction", kNotLockHolder));
   EXPECT_EQ(Run("FinalizeAction", Finalize("B")).output, Answer("FinalizeAction", kInvalidArgument));
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
-  EXPECT_FALSE(std::filesystem::exists(ExchangeDirectory() + "/" + holder + "/postaction.ini"));
+  const std::string directory = ExchangeDirectory() + "/" + exchange::ActionDirectoryName(holder);
+  EXPECT_FALSE(std::filesystem::exists(directory + "/postaction.ini"));
   EXPECT_FALSE(std::filesystem::exists(ExchangeDirectory() + "/B"));
 }
 
-TEST_P(ActionLifecycleTest, PostActionFileThatCannotBeWritten) {
+// Values are written as given; lines they spill onto never replace a key written before them.
+TEST_P(ActionLifecycleTest, PostActionFile) {
   ASSERT_EQ(Run("BeginAction", BeginForm("A1")).status, 200);
-  // A value that would add a line to the file cannot be carried.
-  EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a\nRetval=1")).output, Answer("FinalizeAction", int32_t(0x8007000Eu)));
   // A directory in the file's place cannot be replaced.
-  std::filesystem::create_directory(ExchangeDirectory() + "/A1/postaction.ini");
+  const std::string file = ExchangeDirectory() + "/A1/postaction.ini";
+  std::filesystem::create_directory(file);
   EXPECT_EQ(Run("FinalizeAction", Finalize("A1")).output, Answer("FinalizeAction", kSaveFailed));
   EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  std::filesystem::remove(file);
+  EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a\nRetval=1\r\nOptions=2")).output, Answer("FinalizeAction", 0));
+  EXPECT_EQ(IniText(file, "PostAction", "Retval") + "|" + IniText(file, "PostAction", "Options") + "|" +
+                IniText(file, "PostAction", "Action"),
+            "0|7|a");
 }
 
 TEST_P(ActionLifecycleTest, SoftwareUpdatePreCheck) {

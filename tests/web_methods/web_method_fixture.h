@@ -12,6 +12,7 @@
 #include "actions/exchange_paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/osdep/named_event.h"
+#include "exchange/lock_record.h"
 #include "platform/action_lock.h"
 #include "platform/webruntime/web_runtime.h"
 #include "plugin/lifecycle.h"
