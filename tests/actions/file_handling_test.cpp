@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 #include <grp.h>
 #include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <tuple>
 
@@ -64,6 +68,40 @@ TEST(OwnershipTest, StateFilesAndFallbacksGetTheDefaultOwner) {
   EXPECT_EQ(SetOwnerAndGroup(path, "root", "root"), 0);
   EXPECT_EQ(std::get<0>(Owner(path)), 0u);
   EXPECT_EQ(SetOwnerAndGroup(root / "/missing", "root", "root"), -1);
+}
+
+// Gives `path` the default owner and mode in a mount namespace whose user and
+// group files know neither "opuser" nor "kx". Exits 0 when the mode was still
+// set, 1 when not, 2 when the namespace cannot be made.
+[[noreturn]] void DefaultOwnerWithoutTheDefaultNames(const std::string& path, const std::string& emptyFile) {
+  const bool isolated = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                        ::mount(emptyFile.c_str(), "/etc/passwd", nullptr, MS_BIND, nullptr) == 0 &&
+                        ::mount(emptyFile.c_str(), "/etc/group", nullptr, MS_BIND, nullptr) == 0;
+  if (!isolated || getpwnam("opuser") != nullptr || getgrnam("kx") != nullptr) std::_Exit(2);
+  const bool modeSet = SetToDefaultOwnerGroupAndPermissions(path) == 0 && std::get<2>(Owner(path)) == 0664;
+  std::_Exit(modeSet ? 0 : 1);
+}
+
+// Without the default names the owner stays as it is, but the mode is set. A
+// fresh process (the death-test style "threadsafe" re-runs this binary) has
+// no IDs cached from earlier tests.
+TEST(OwnershipTest, ModeIsSetEvenWhenTheDefaultNamesAreUnknown) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root for a private mount namespace";
+  kx::test::ScratchRoot root;
+  root.WriteFile("/state.xml", "<Last/>\n");
+  root.WriteFile("/empty", "");
+  const std::string path = root / "/state.xml";
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  const pid_t probe = fork();
+  if (probe == 0) {
+    const bool canIsolate = ::unshare(CLONE_NEWNS) == 0;
+    std::_Exit(canIsolate ? 0 : 2);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(probe, &status, 0), probe);
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) GTEST_SKIP() << "no mount namespaces here";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(DefaultOwnerWithoutTheDefaultNames(path, root / "/empty"), testing::ExitedWithCode(0), "");
 }
 
 TEST(RemoveDirHierarchyTest, RemovesTheTreeButNotWhatLinksPointTo) {

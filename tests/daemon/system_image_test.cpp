@@ -108,13 +108,15 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
   EXPECT_FALSE(fs::exists(root / "/var/local/kx/transaction"));
   ASSERT_TRUE(Finalize("I2", "SetSystemImage", "None"));
 
-  // Format: the user file system emptied, a link in it removed but not followed.
-  ASSERT_TRUE(Contains(Call("BeginAction", "ActionID=I3&CustomLockHolder=test"), "Result=\"0\""));
-  EXPECT_TRUE(Contains(Call("Format", "ActionID=I3&Timeout=0&Options=32"), "Result=\"0\""));
-  EXPECT_TRUE(Contains(WaitForResult("I3"), "Result=\"0\""));
+  // Format: the user file system emptied, a link in it removed but not followed. The
+  // action ID is no plain file name, and the daemon reports it whole.
+  const std::string id = "{I3:format}";
+  ASSERT_TRUE(Contains(Call("BeginAction", "ActionID=" + id + "&CustomLockHolder=test"), "Result=\"0\""));
+  EXPECT_TRUE(Contains(Call("Format", "ActionID=" + id + "&Timeout=0&Options=32"), "Result=\"0\""));
+  EXPECT_TRUE(Contains(WaitForResult(id), "Result=\"0\""));
   EXPECT_TRUE(fs::is_empty(root / "/mnt/userfs"));
   EXPECT_EQ(ReadFile(root / "/opt/app/bin/tool"), "#!/bin/sh\necho tool\n");
-  ASSERT_TRUE(Finalize("I3", "Format", "None"));
+  ASSERT_TRUE(Finalize(id, "Format", "None"));
 }
 
 TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {

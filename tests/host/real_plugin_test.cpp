@@ -31,12 +31,29 @@ TEST_F(WebhostPlugin, MethodsAnswerAsThePluginSays) {
     const char* body;
   };
   for (const Case& c : {Case{"Ping", 200, nullptr, "<?xml version=\"1.0\"?>\n<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"0\" />\n"},
-                        Case{"NoSuchMethod", 501, "Unimplemented", ""}, Case{"Browse", 500, nullptr, ""}}) {
+                        Case{"NoSuchMethod", 501, "Unimplemented", ""}, Case{"Foo-Bar", 501, "Unimplemented", ""},
+                        Case{"%C3%BC", 501, "Unimplemented", ""}, Case{"", 501, "Unimplemented", ""},
+                        Case{"Browse", 500, nullptr, ""}, Case{"Ping/x", 404, nullptr, "not found\n"}}) {
     auto answer = Post(host.Port(), std::string("/swinstall/") + c.method, "application/x-www-form-urlencoded", "a=1");
     EXPECT_EQ(answer.status, c.status) << c.method;
     EXPECT_EQ(answer.body, c.body) << c.method;
     EXPECT_EQ(answer.headers["reason-phrase"], c.reason ? c.reason : "") << c.method;
   }
+}
+
+// The action directory the plug-in names for an ID is the one the host serves files from.
+TEST_F(WebhostPlugin, ImageOfABracedGuidActionIsServedAtItsUrl) {
+  const std::string form = "application/x-www-form-urlencoded", id = "%7B6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB%7D";
+  const auto begin = Post(host.Port(), "/swinstall/BeginAction", form, "ActionID=" + id + "&CustomLockHolder=t");
+  EXPECT_NE(begin.body.find("Result=\"0\" Directory=\"/.syscfg-action/~6F1C5A2E"), std::string::npos) << begin.body;
+  const auto image = Post(host.Port(), "/swinstall/GetSystemImage", form, "ActionID=" + id + "&Blacklist=&Options=0");
+  const size_t url = image.body.find("ImageFileURL=\"") + 14;
+  ASSERT_NE(url, std::string::npos + 14) << image.body;
+  const std::string path = image.body.substr(url, image.body.find('"', url) - url);
+  root.WriteFile("/" + path, "image");
+  EXPECT_EQ(kx::test::Get(host.Port(), "/swinstall/files/" + path).body, "image");
+  const auto cancel = Post(host.Port(), "/swinstall/CancelAction", form, "ActionID=" + id);
+  EXPECT_EQ(cancel.body, "<?xml version=\"1.0\"?>\n<CancelAction Result=\"0\"/>");
 }
 
 TEST_F(WebhostPlugin, SoftwareUpdateUploadArrivesAsInstallCdf) {

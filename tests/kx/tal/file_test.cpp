@@ -39,12 +39,13 @@ TEST(TextFiles, WriteWholeThenReadLines) {
   const std::string path = root / "/f.txt";
   const std::string longLine(100000, 'x');  // not split
   WriteTextFile(path, "first\r\nsecond\n\nlast");
-  WriteTextFile(path, "first\r\nsecond\n\n" + longLine);  // truncates, does not append
+  const std::string withNul("a\0b", 3);  // every byte of a line stays in it
+  WriteTextFile(path, "first\r\n" + withNul + "\nsecond\n\n" + longLine);  // truncates, does not append
   TextFileReader reader(path);
   std::vector<std::string> lines;
   for (std::string line; reader.ReadLine(line);) lines.push_back(line);
-  EXPECT_EQ(lines, (std::vector<std::string>{"first", "second", "", longLine}));
-  EXPECT_EQ(ReadWholeFile(path), "first\r\nsecond\n\n" + longLine);
+  EXPECT_EQ(lines, (std::vector<std::string>{"first", withNul, "second", "", longLine}));
+  EXPECT_EQ(ReadWholeFile(path), "first\r\n" + withNul + "\nsecond\n\n" + longLine);
 }
 
 TEST(TextFiles, OpenFailureThrowsOrReturnsNull) {
