@@ -2,14 +2,14 @@
 
 #include "actions/process_finder.h"
 #include "actions/result_codes.h"
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "kx/tal/log.h"
 
 namespace kx::actions {
 
 int32_t IsActionAllowed(const std::string& webMethodName, bool allowedInRunMode) {
   KX_LOG(tal::logmask::kEntry, "IsActionAllowed()");
-  if (!IsSafeMode()) {
+  if (!exchange::IsSafeMode()) {
     if (allowedInRunMode) return kResultOk;
     return webMethodName == "Format" ? kResultFormatNotAllowed : kResultFail;
   }

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/request_files.h"
 #include "actions/result_codes.h"
 #include "actions/start_time.h"
@@ -53,7 +53,7 @@ const char* ModeText() {
 
 std::string BeginActionAnswer(int32_t lockResult, const std::string& lockFilePath) {
   return std::string("<?xml version=\"1.0\"?>\n<BeginAction Result=\"") +
-         std::to_string(lockResult) + "\" Directory=\"" + RelativeActionDirectory() +
+         std::to_string(lockResult) + "\" Directory=\"" + exchange::RelativeActionDirectory() +
          "\" StartTime=\"" + StartTimeText(FileModificationStartTime(lockFilePath)) +
          "\" Mode=\"" + ModeText() + "\" />\n";
 }
@@ -123,7 +123,7 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
   const int32_t result =
       HasActionLock(actionId) == 0
           ? kResultInvalidArgument
-          : CreatePostActionIni(RequestFilePath(kPostActionFileName), webMethod, action, options, 0);
+          : CreatePostActionIni(exchange::RequestFilePath(kPostActionFileName), webMethod, action, options, 0);
   plugin::WriteResultXml(output, L"FinalizeAction", result, L"");
   // The daemon acts on the post-action request once the reply has gone out.
   restart = result >= 0;

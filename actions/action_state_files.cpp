@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/ownership.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
@@ -22,7 +22,7 @@ bool IsPlainFileName(const std::string& name) {
 bool CreateActionXML(const std::string& fileName, const std::string& text) noexcept {
   try {
     if (!IsPlainFileName(fileName)) return false;
-    const std::string path = tal::JoinPath(ConfigurationDirectory(), fileName);
+    const std::string path = tal::JoinPath(exchange::ConfigurationDirectory(), fileName);
     tal::WriteTextFile(path, text);
     SetToDefaultOwnerGroupAndPermissions(path);
     return true;

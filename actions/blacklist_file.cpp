@@ -2,8 +2,7 @@
 
 #include <exception>
 
-#include "actions/exchange_paths.h"
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 
@@ -32,10 +31,10 @@ std::vector<std::string> SplitBlacklist(const std::string& blacklist) {
 }
 
 std::string WriteBlacklistFile(const std::string& fileName, const std::string& blacklist) {
-  const std::string path = RequestFilePath(fileName);
+  const std::string path = exchange::RequestFilePath(fileName);
   if (path.empty()) return path;
   // The listed paths are target paths sent by the host, never below a test's system root.
-  const std::string hostBase = IsSafeMode() ? kUserFileSystem : "/";
+  const std::string hostBase = exchange::IsSafeMode() ? kUserFileSystem : "/";
   std::string text;
   for (const std::string& listed : SplitBlacklist(blacklist)) {
     text += ExchangeRelativePath(listed, hostBase) + "\n";
@@ -49,8 +48,8 @@ std::string WriteBlacklistFile(const std::string& fileName, const std::string& b
 }
 
 std::string BlacklistPathForDaemon(const std::string& blacklistFile) {
-  if (IsSafeMode()) return blacklistFile;
-  return tal::JoinPath(kUserFileSystem, ExchangeRelativePath(blacklistFile, ExchangeBase(true)));
+  if (exchange::IsSafeMode()) return blacklistFile;
+  return tal::JoinPath(kUserFileSystem, ExchangeRelativePath(blacklistFile, exchange::ExchangeBase(true)));
 }
 
 }  // namespace kx::actions

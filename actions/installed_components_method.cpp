@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
@@ -46,7 +46,7 @@ int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string& outp
   } else if (!tal::PathExists(tal::JoinPath(directory, "config.old"))) {
     result = kResultNoConfiguration;
   } else {
-    result = CurrentActionDirectory().empty() ? kResultFailedInstall : kResultFailedInstallPending;
+    result = exchange::CurrentActionDirectory().empty() ? kResultFailedInstall : kResultFailedInstallPending;
   }
   if (result != 0) plugin::WriteResultXml(output, L"INSTALLATION", result, L"");
   return result;

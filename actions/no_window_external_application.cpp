@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
@@ -76,7 +76,7 @@ void NoWindowExternalApplication::setup() {
   } else if (!stdoutFile_.empty()) {
     Redirect(stdoutFile_, "Piping stdout and stderr to file - ", STDOUT_FILENO, STDERR_FILENO);
   }
-  if (!chrootDir_.empty() && IsSafeMode()) {
+  if (!chrootDir_.empty() && exchange::IsSafeMode()) {
     ChildLog(kInfo, "NoWindowExternalApplication::setup - chroot " + chrootDir_);
     if (::chroot(chrootDir_.c_str()) != 0 || ::chdir("/") != 0) {
       ChildLog(kError2, "Failed to chroot");

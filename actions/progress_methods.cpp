@@ -5,7 +5,7 @@
 #include <cwctype>
 #include <string>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
@@ -50,7 +50,7 @@ void AppendLines(const std::string& path, std::string& text) {
 // it has content, else the progress region; "" when neither says anything.
 std::string CurrentActionText() {
   std::string current;
-  const std::string currentPath = CurrentActionFilePath();
+  const std::string currentPath = exchange::CurrentActionFilePath();
   if (tal::PathExists(currentPath)) {
     KX_LOG(kInfo, "Found a Current Action XML File");
     AppendLines(currentPath, current);
@@ -90,7 +90,7 @@ int32_t Progress(const KeyValuePairList&, uint32_t, std::string& output, int32_t
     const std::string current = CurrentActionText();
     answer += current.empty() ? "<Current/>\n" : current;
 
-    const std::string lastPath = LastActionFilePath();
+    const std::string lastPath = exchange::LastActionFilePath();
     if (tal::PathExists(lastPath)) {
       KX_LOG(kInfo, "Found a Last Action XML File");
       AppendLines(lastPath, answer);

@@ -9,7 +9,7 @@
 #include "actions/action_allowed.h"
 #include "actions/action_command.h"
 #include "actions/action_state_files.h"
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
 #include "catalogue/repository.h"
@@ -34,8 +34,8 @@ constexpr char kNoCatalogueMessage[] = "install.cdf information not found in POS
 // True when the installed configuration holds the safe-mode component; a
 // configuration that cannot be loaded does not.
 bool SafeModeSoftwareInstalled() {
-  catalogue::Repository installed(ConfigurationDirectory());
-  if (installed.LoadOneDocument(InstalledConfigurationPath()) < 0) return false;
+  catalogue::Repository installed(exchange::ConfigurationDirectory());
+  if (installed.LoadOneDocument(exchange::InstalledConfigurationPath()) < 0) return false;
   return installed.FindPackage(catalogue::kSafeModeComponent) != nullptr;
 }
 
@@ -114,13 +114,13 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   const int32_t allowed = IsActionAllowed("SetSystemImage", allowedInRunMode);
   if (allowed < 0) return allowed;
 
-  const std::string configCdfPath = InstalledConfigurationPath();
+  const std::string configCdfPath = exchange::InstalledConfigurationPath();
   KX_LOG(kInfo, "configCDFPath: " + configCdfPath);
-  if (!tal::PathExists(configCdfPath) && tal::PathExists(FailedInstallationMarkerPath())) {
+  if (!tal::PathExists(configCdfPath) && tal::PathExists(exchange::FailedInstallationMarkerPath())) {
     KX_LOG(kError2, "Config.old found on the target: Error during last installation");
   }
 
-  const std::string installCdfPath = RequestFilePath("install.cdf");
+  const std::string installCdfPath = exchange::RequestFilePath("install.cdf");
   int32_t result;
   {
     tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());

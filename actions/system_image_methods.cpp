@@ -8,7 +8,7 @@
 #include "actions/action_allowed.h"
 #include "actions/blacklist_file.h"
 #include "actions/action_state_files.h"
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/no_window_external_application.h"
 #include "actions/request_files.h"
 #include "actions/result_codes.h"
@@ -105,7 +105,7 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
   std::string blacklistPath;
   if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return kResultSaveFailed;
   const int32_t result =
-      CreateGetImageIni(RequestFilePath("getimage.ini"), options, imagePath, blacklistPath);
+      CreateGetImageIni(exchange::RequestFilePath("getimage.ini"), options, imagePath, blacklistPath);
   if (result < 0) {
     KX_LOG(kError2, "Failed to create get image ini with result - " + std::to_string(result));
   } else {
@@ -121,7 +121,7 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
                     "\nlocalPath: " + hostLocalPath + "\nblacklist: " + blacklist +
                     "\nactionId: " + actionId);
 
-  const std::string imagePath = HostPathToLocalPath(hostLocalPath, false);
+  const std::string imagePath = exchange::HostPathToLocalPath(hostLocalPath, false);
   NoWindowExternalApplication gzip(L"", L"", std::string());
   if (!CanBeTested(imagePath) || gzip.startAndComplete("gzip", {"-t", imagePath}) == 1) {
     KX_LOG(kError2, "Created a file on the system that was corrupt.");
@@ -134,7 +134,7 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
       IsActionAllowed("SetSystemImage", (options & kOptionNoInstallModeRestart) == 0);
   if (allowed < 0) return allowed;
 
-  const int32_t result = CreateSetImageIni(RequestFilePath("setimage.ini"), timeout, options,
+  const int32_t result = CreateSetImageIni(exchange::RequestFilePath("setimage.ini"), timeout, options,
                                            hostLocalPath, blacklistPath);
   restart = result >= 0;
   if (restart) {
@@ -153,7 +153,7 @@ int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t opt
                         " and the current state.");
     return allowed;
   }
-  const std::string path = RequestFilePath("format.ini");
+  const std::string path = exchange::RequestFilePath("format.ini");
   KX_LOG(kInfo, "Formatting with options: " + std::to_string(options) +
                     ", timeout: " + std::to_string(timeout));
   if (path.empty()) return kResultNoRequestPath;
@@ -174,13 +174,13 @@ int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
     return RefuseForm(httpStatus);
   }
   tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
-  const std::string actionDirectory = CurrentActionDirectory();
+  const std::string actionDirectory = exchange::CurrentActionDirectory();
   const std::string imagePath =
       actionDirectory.empty() ? std::string() : tal::JoinPath(actionDirectory, kImageFileName);
   const int32_t result = GetImage(actionId, blacklist, options, imagePath, restart);
   // The URL is filled even when the lock is not held.
   output = "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"" + std::to_string(result) +
-           "\" ImageFileURL=\"" + EscapeXmlAttribute(ExchangeRelativePath(imagePath, ExchangeBase(true))) +
+           "\" ImageFileURL=\"" + EscapeXmlAttribute(ExchangeRelativePath(imagePath, exchange::ExchangeBase(true))) +
            "\" />";
   return result;
 }

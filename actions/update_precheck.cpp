@@ -1,14 +1,14 @@
 #include "actions/update_precheck.h"
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/result_codes.h"
 #include "catalogue/repository.h"
 
 namespace kx::actions {
 
 int32_t SoftwareUpdatePreCheck(const std::string& action) {
-  catalogue::Repository installed(ConfigurationDirectory());
-  const int loadStatus = installed.LoadOneDocument(InstalledConfigurationPath());
+  catalogue::Repository installed(exchange::ConfigurationDirectory());
+  const int loadStatus = installed.LoadOneDocument(exchange::InstalledConfigurationPath());
   if (loadStatus < 0) return loadStatus;
   const auto stacks = installed.SupportedStacks();
   if (stacks.status != 0 || stacks.entries.empty()) return kResultOk;

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
 
@@ -10,7 +10,7 @@ namespace kx::daemon {
 
 DaemonSettings LoadDaemonSettings() {
   ini::Document document;
-  const std::string path = tal::JoinPath(actions::ConfigurationDirectory(), kSettingsFileName);
+  const std::string path = tal::JoinPath(exchange::ConfigurationDirectory(), kSettingsFileName);
   if (tal::PathExists(path)) document.Load(path);
 
   std::string repository = kDefaultRepository;

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
@@ -28,11 +28,11 @@ std::string LocalExchangePath(const std::string& written) {
     throw std::invalid_argument("not a path in the action exchange directory: " + written);
   }
   const std::string path = tal::CleanPath(written);
-  const std::string exchange = actions::ActionExchangeDirectory();
-  for (const std::string& prefix : {exchange, tal::RootedPath(kRunModeExchange), tal::RootedPath(kSafeModeExchange),
+  const std::string directory = exchange::ActionExchangeDirectory();
+  for (const std::string& prefix : {directory, tal::RootedPath(kRunModeExchange), tal::RootedPath(kSafeModeExchange),
                                     std::string(kRunModeExchange), std::string(kSafeModeExchange)}) {
     if (path.size() > prefix.size() + 1 && path.compare(0, prefix.size() + 1, prefix + "/") == 0) {
-      return exchange + path.substr(prefix.size());
+      return directory + path.substr(prefix.size());
     }
   }
   throw std::invalid_argument("not a path in the action exchange directory: " + written);

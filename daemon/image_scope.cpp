@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "daemon/transaction_location.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
@@ -28,9 +28,9 @@ std::string RelativeToRoot(const std::string& localPath) {
 
 ImageScope::ImageScope(const std::string& blacklistFile) {
   excluded_.insert(std::begin(kAlwaysExcluded), std::end(kAlwaysExcluded));
-  for (const std::string& own : {DaemonTransactionPaths().directory, actions::FailedInstallationMarkerPath(),
-                                 actions::CurrentActionFilePath(), actions::LastActionFilePath(),
-                                 actions::InstallationStatusLogPath()}) {
+  for (const std::string& own : {DaemonTransactionPaths().directory, exchange::FailedInstallationMarkerPath(),
+                                 exchange::CurrentActionFilePath(), exchange::LastActionFilePath(),
+                                 exchange::InstallationStatusLogPath()}) {
     excluded_.insert(RelativeToRoot(own));
   }
   // The files behind the named mutexes and events, wherever they are put.
@@ -40,7 +40,7 @@ ImageScope::ImageScope(const std::string& blacklistFile) {
     // outside the root: never in an image
   }
   if (blacklistFile.empty()) return;
-  const std::string base = tal::CleanPath(actions::ExchangeBase(false) + "/");
+  const std::string base = tal::CleanPath(exchange::ExchangeBase(false) + "/");
   const std::string root = tal::CleanPath(tal::SystemRoot());
   tal::TextFileReader reader(blacklistFile);
   for (std::string line; reader.ReadLine(line);) {

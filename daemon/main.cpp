@@ -16,7 +16,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "daemon/progress_reporter.h"
 #include "daemon/request_handler.h"
 #include "daemon/stop_request.h"
@@ -42,7 +42,7 @@ int Run() {
   using namespace kx::daemon;
   ::umask(022);
   InstallStopHandlers();
-  kx::tal::CreateDirectories(kx::actions::ConfigurationDirectory());
+  kx::tal::CreateDirectories(kx::exchange::ConfigurationDirectory());
   kx::tal::osdep::NamedEvent requestReady(kRequestReadyEvent);
   ProgressReporter progress;
   RequestHandler handler(progress);

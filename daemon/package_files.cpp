@@ -5,7 +5,7 @@
 #include <cctype>
 #include <cstdio>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/ownership.h"
 #include "actions/result_codes.h"
 #include "daemon/rooted_target.h"
@@ -93,7 +93,7 @@ std::string FileListPath(const Package& package) {
       name += escaped;
     }
   }
-  return tal::JoinPath(tal::JoinPath(actions::ConfigurationDirectory(), "installed-files"), name + ".list");
+  return tal::JoinPath(tal::JoinPath(exchange::ConfigurationDirectory(), "installed-files"), name + ".list");
 }
 
 bool HasTarCodebase(const Package& package) {

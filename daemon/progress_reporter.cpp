@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "actions/action_state_files.h"
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/ownership.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
@@ -61,9 +61,9 @@ void ProgressReporter::Update(int percent, const std::string& step) {
 void ProgressReporter::Finish(int32_t result) {
   tal::osdep::NamedMutexLock lock(mutex_);
   try {
-    WriteStateFile(actions::LastActionFilePath(),
+    WriteStateFile(exchange::LastActionFilePath(),
                    actions::LastActionLine(actionId_, actionType_, result, std::time(nullptr)));
-    RemoveFileIfPresent(actions::CurrentActionFilePath());
+    RemoveFileIfPresent(exchange::CurrentActionFilePath());
     if (region_) region_->WriteText("");
   } catch (const std::exception& error) {
     ReportError(std::string("cannot record the end of the action: ") + error.what());
@@ -82,7 +82,7 @@ void ProgressReporter::Record(const std::string& actionId, const std::string& ac
 void ProgressReporter::Publish(const std::string& element) {
   tal::osdep::NamedMutexLock lock(mutex_);
   try {
-    WriteStateFile(actions::CurrentActionFilePath(), element);
+    WriteStateFile(exchange::CurrentActionFilePath(), element);
     if (region_) region_->WriteText(element);
   } catch (const std::exception& error) {
     ReportError(std::string("cannot publish the progress: ") + error.what());

@@ -4,7 +4,7 @@
 #include <exception>
 #include <optional>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/remove_dir_hierarchy.h"
 #include "actions/result_codes.h"
 #include "daemon/format_request.h"
@@ -66,7 +66,7 @@ void MarkCarriedOut(const std::string& path) {
 }  // namespace
 
 void RequestHandler::RecoverInterruptedWork() {
-  const std::string directory = actions::CurrentActionDirectory();
+  const std::string directory = exchange::CurrentActionDirectory();
   try {
     if (Transaction::RecoverUnfinished(DaemonTransactionPaths())) {
       ReportError("an interrupted change (software update or image restore) was rolled back: "
@@ -99,7 +99,7 @@ void RequestHandler::HandlePendingRequests() {
 }
 
 bool RequestHandler::HandleNextRequest() {
-  const std::string directory = actions::CurrentActionDirectory();
+  const std::string directory = exchange::CurrentActionDirectory();
   if (directory.empty()) return false;
   for (const Request& request : kRequests) {
     const std::string path = tal::JoinPath(directory, request.fileName);

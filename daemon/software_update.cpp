@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/remove_dir_hierarchy.h"
 #include "actions/result_codes.h"
 #include "catalogue/cdf_writer.h"

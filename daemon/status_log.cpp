@@ -4,7 +4,7 @@
 #include <ctime>
 #include <iostream>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/time_text.h"
@@ -14,7 +14,7 @@ namespace {
 
 // The status log is an aid: when it cannot be written the other two outlets still work.
 void WriteStatusLog(const std::string& line, const char* mode) {
-  const std::string path = actions::InstallationStatusLogPath();
+  const std::string path = exchange::InstallationStatusLogPath();
   try {
     tal::CreateDirectories(tal::DirectoryPart(path));
   } catch (const std::exception&) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "actions/result_codes.h"
 #include "catalogue/status.h"
 #include "kx/tal/path.h"
@@ -39,10 +39,10 @@ std::string Describe(const Package& package) {
 
 UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const DaemonSettings& settings)
     : installCdf_(tal::JoinPath(actionDirectory, kInstallCdf)),
-      installed_(actions::ConfigurationDirectory()),
+      installed_(exchange::ConfigurationDirectory()),
       actionPackages_(actionDirectory),
       repository_(settings.repositoryDirectory) {
-  const std::string configuration = actions::InstalledConfigurationPath();
+  const std::string configuration = exchange::InstalledConfigurationPath();
   if (tal::PathExists(configuration) && installed_.LoadOneDocument(configuration) < 0) {
     throw UpdateRefused(actions::kResultFail, "cannot read the installed configuration " + configuration);
   }

@@ -19,7 +19,7 @@
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "kx/tal/time_text.h"
-#include "platform/controller_state.h"
+#include "exchange/paths.h"
 #include "platform/shared_files.h"
 
 namespace kx::platform {
@@ -49,7 +49,7 @@ class ServiceLock {
 };
 
 std::string ActionDirectory(const std::string& actionId) {
-  return tal::JoinPath(ActionExchangeDirectory(), exchange::ActionDirectoryName(actionId));
+  return tal::JoinPath(exchange::ActionExchangeDirectory(), exchange::ActionDirectoryName(actionId));
 }
 
 std::string RecordPath(const std::string& actionId) {
@@ -57,9 +57,9 @@ std::string RecordPath(const std::string& actionId) {
 }
 
 std::vector<std::string> ExchangeEntries() {
-  const std::string exchange = ActionExchangeDirectory();
-  if (!tal::PathExists(exchange)) return {};
-  return tal::FindFiles(exchange, "*");
+  const std::string directory = exchange::ActionExchangeDirectory();
+  if (!tal::PathExists(directory)) return {};
+  return tal::FindFiles(directory, "*");
 }
 
 // True when the record at `path` is a regular file whose first line names `actionId`.
@@ -91,7 +91,7 @@ bool IsHeldBy(const std::string& actionId) {
 // Creates the action's directory and record; called with the service lock held
 // and the lock free. Throws a foundation exception when a file cannot be made.
 void CreateLock(const std::string& actionId, const std::string& holder) {
-  tal::CreateDirectories(ActionExchangeDirectory(), kDirectoryMode);
+  tal::CreateDirectories(exchange::ActionExchangeDirectory(), kDirectoryMode);
   const std::string directory = ActionDirectory(actionId);
   if (::mkdir(directory.c_str(), kDirectoryMode) != 0) KX_THROW(tal::osdep::PosixError);
   GiveToDefaultOwner(directory, kDirectoryMode);
@@ -124,7 +124,7 @@ std::string ConvertCurrentActionFile(const std::string& currentPath) {
                            AttributeValue(current, "ActionType") + "\" StopTime=\"" +
                            tal::TimeToText(std::time(nullptr), "%Y-%m-%d", "%H:%M:%S %Z") +
                            "\" Result=\"" + kInterruptedResult + "\"/>\n";
-  const std::string lastPath = tal::JoinPath(ConfigurationDirectory(), "lastAction.xml");
+  const std::string lastPath = exchange::LastActionFilePath();
   tal::WriteTextFile(lastPath, line);
   GiveToDefaultOwner(lastPath, kFileMode);
   if (::unlink(currentPath.c_str()) != 0) KX_THROW(tal::osdep::PosixError);
@@ -201,7 +201,7 @@ int32_t ConvertCurrentActionProgress(std::string& lastActionId) {
   KX_LOG(kx::tal::logmask::kEntry, "ConvertCurrentActionProgress()");
   try {
     ServiceLock serviceLock;
-    const std::string currentPath = kx::tal::JoinPath(ConfigurationDirectory(), "currentAction.xml");
+    const std::string currentPath = kx::exchange::CurrentActionFilePath();
     if (kx::tal::PathExists(currentPath)) {
       lastActionId = ConvertCurrentActionFile(currentPath);
       return kOk;

@@ -11,7 +11,7 @@
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "platform/controller_state.h"
+#include "exchange/paths.h"
 
 namespace kx::platform {
 namespace {
@@ -24,7 +24,7 @@ constexpr char kLoopbackType[] = "772";  // ARPHRD_LOOPBACK in /sys/class/net/<i
 // target.ini as loaded now; empty when the file is missing or unreadable.
 ini::Document LoadTargetIni() {
   ini::Document document;
-  document.Load(tal::JoinPath(ConfigurationDirectory(), "target.ini"));
+  document.Load(tal::JoinPath(exchange::ConfigurationDirectory(), "target.ini"));
   return document;
 }
 
@@ -94,10 +94,10 @@ std::string SystemHostName() {
 using namespace kx::platform;  // the service functions are global by contract
 
 int32_t GetSystemState(std::string& stateText, bool& flag) {
-  if (IsSafeMode()) {
+  if (kx::exchange::IsSafeMode()) {
     stateText = "Safe Mode";
     flag = true;
-  } else if (IsInstallMode()) {
+  } else if (kx::exchange::IsInstallMode()) {
     stateText = "Install Mode";
     flag = true;
   } else {

@@ -4,8 +4,7 @@
 
 #include <cerrno>
 
-#include "actions/exchange_paths.h"
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
@@ -74,7 +73,7 @@ void CreateProgressRegion() {
 // and its lock is broken: outside safe mode no installation runs while the
 // service starts.
 void ConvertLeftoverAction() {
-  if (actions::IsSafeMode() || actions::CurrentActionDirectory().empty()) return;
+  if (exchange::IsSafeMode() || exchange::CurrentActionDirectory().empty()) return;
   std::string lastActionId;
   ConvertCurrentActionProgress(lastActionId);
   KX_LOG(kInfo, "Converted Current Action to Last. Last Action was " + lastActionId);
@@ -82,7 +81,7 @@ void ConvertLeftoverAction() {
 }
 
 void DeleteInstallationStatusLog() {
-  const std::string path = actions::InstallationStatusLogPath();
+  const std::string path = exchange::InstallationStatusLogPath();
   while (::unlink(path.c_str()) != 0 && errno == EINTR) {
   }
 }

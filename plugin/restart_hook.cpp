@@ -1,7 +1,7 @@
 #include <exception>
 #include <string>
 
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "kx/tal/log.h"
 #include "plugin/plugin_threads.h"
 #include "plugin/signal_daemon_thread.h"
@@ -21,7 +21,7 @@ SignalDaemonThread& RestartThread() { return gRestartThread; }
 
 void StartRestartThread() {
   // Only a label: in install mode outside safe mode the thread still signals.
-  const std::string name = actions::IsSafeMode() ? "orlaSignalSid" : "orlaRestartSys";
+  const std::string name = exchange::IsSafeMode() ? "orlaSignalSid" : "orlaRestartSys";
   try {
     gRestartThread.StartRun(name);
   } catch (const std::exception& e) {

@@ -4,7 +4,7 @@
 #include <exception>
 #include <thread>
 
-#include "actions/system_mode.h"
+#include "exchange/paths.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_event.h"
 #include "system/boot_mode.h"
@@ -20,7 +20,7 @@ int SignalDaemonThread::proc() {
   KX_LOG(tal::logmask::kEntry, "SignalDaemonThread::proc()");
   std::this_thread::sleep_for(std::chrono::milliseconds(delayMs_));
   // The daemon runs only in install mode or safe mode; elsewhere it must be booted.
-  if (!actions::IsInstallMode() && !actions::IsSafeMode()) {
+  if (!exchange::IsInstallMode() && !exchange::IsSafeMode()) {
     system::SetBootModeAndReboot(bootMode_);
     return 0;
   }

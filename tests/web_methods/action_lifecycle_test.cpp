@@ -41,7 +41,7 @@ class ActionLifecycleTest : public WebMethodTest, public testing::WithParamInter
     if (GetParam()) EnterSafeMode();
   }
 
-  std::string ExchangeDirectory() const { return actions::ActionExchangeDirectory(); }
+  std::string ExchangeDirectory() const { return exchange::ActionExchangeDirectory(); }
   // As a pattern: the whole answer, up to its line end.
   std::string BeginAnswer(const char* result, const std::string& startTime) const {
     return "<\\?xml version=\"1\\.0\"\\?>\n<BeginAction Result=\"" + std::string(result) +

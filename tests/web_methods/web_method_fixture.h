@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/osdep/named_event.h"
 #include "exchange/lock_record.h"
@@ -66,7 +66,7 @@ class WebMethodTest : public testing::Test {
   std::string Begin() const {
     std::string record;
     EXPECT_EQ(::ObtainActionLock("A1", "", record), 0);
-    return actions::CurrentActionDirectory();
+    return exchange::CurrentActionDirectory();
   }
 
   webruntime::MemoryRequest Run(const std::string& method, Form form = {}, std::string body = {},

@@ -1,23 +1,33 @@
 #pragma once
-// Paths of the files exchanged with the installation daemon. Every path is built
-// anew on each call below the system root, from the safe-mode state at that moment.
+// Where the plug-in, the web host and the daemon find the files they exchange,
+// and the two controller states those files record. Every path is built anew on
+// each call below the system root, from the safe-mode state at that moment.
 //
 //   exchange base              safe mode "<root>/mnt/userfs", run mode "<root>"
 //   action exchange directory  exchange base + "/.syscfg-action"
 //   configuration directory    "<root>/etc/brenmar/share", with the state files in it
+//   safe-mode marker           "<root>/etc/brenmar/safemode"
+//   system-state file          "<root>/tmp/kx_system_state"
 
 #include <string>
 
-#include "platform/controller_state.h"
+namespace kx::exchange {
 
-namespace kx::actions {
+std::string SafeModeMarkerPath();
+std::string SystemStatePath();
+
+// The safe-mode marker exists, whatever its file type.
+bool IsSafeMode();
+// The system-state file is a regular file holding exactly "Install Mode"; a
+// missing or unreadable file means false.
+bool IsInstallMode();
 
 // The exchange base; with the flag its trailing separator is kept
 // ("<root>/mnt/userfs/" or "<root>/"). With root "/" in run mode the base is "".
 std::string ExchangeBase(bool withTrailingSeparator);
 std::string ActionExchangeDirectory();
 
-using platform::ConfigurationDirectory;
+std::string ConfigurationDirectory();
 std::string CurrentActionFilePath();         // currentAction.xml
 std::string LastActionFilePath();            // lastAction.xml
 std::string InstalledConfigurationPath();    // config.cdf
@@ -45,4 +55,4 @@ std::string RelativeActionDirectory();
 // trailing "/" is removed or added, as asked.
 std::string HostPathToLocalPath(const std::string& hostPath, bool wantTrailingSeparator);
 
-}  // namespace kx::actions
+}  // namespace kx::exchange

@@ -1,4 +1,4 @@
-#include "actions/exchange_paths.h"
+#include "exchange/paths.h"
 
 #include <gtest/gtest.h>
 
@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "kx/tal/path.h"
-#include "platform/action_lock.h"
 #include "tests/support/scratch_root.h"
 
 namespace {
 
-using namespace kx::actions;
+using namespace kx::exchange;
 
 TEST(ExchangePaths, TableFollowsTheSafeModeMarkerOnEveryCall) {
   kx::test::ScratchRoot root;
@@ -38,7 +37,7 @@ TEST(ExchangePaths, TableFollowsTheSafeModeMarkerOnEveryCall) {
 }
 
 // The current action's directory is the first entry, sorted, of the exchange
-// directory, where the action lock service puts it in either mode.
+// directory, in either mode.
 TEST(ExchangePaths, CurrentActionDirectoryIsTheFirstSortedEntry) {
   for (const bool safeMode : {false, true}) {
     kx::test::ScratchRoot root;
@@ -47,13 +46,11 @@ TEST(ExchangePaths, CurrentActionDirectoryIsTheFirstSortedEntry) {
     std::filesystem::create_directories(ActionExchangeDirectory());
     EXPECT_EQ(RelativeActionDirectory(), "");
     EXPECT_EQ(RequestFilePath("format.ini"), "");  // never relative to the working directory
-    std::string lockFile;
-    ASSERT_EQ(ObtainActionLock("B7", "test", lockFile), 0);
+    std::filesystem::create_directories(ActionExchangeDirectory() + "/B7");
     std::filesystem::create_directories(ActionExchangeDirectory() + "/A3");
     EXPECT_EQ(CurrentActionDirectory(), ActionExchangeDirectory() + "/A3/");
     EXPECT_EQ(RelativeActionDirectory(), "/.syscfg-action/A3");
     EXPECT_EQ(RequestFilePath("format.ini"), ActionExchangeDirectory() + "/A3/format.ini");
-    EXPECT_EQ(kx::tal::DirectoryPart(lockFile), ActionExchangeDirectory() + "/B7");
   }
 }
 
