@@ -18,6 +18,7 @@
 #include "platform/target_config.h"
 #include "plugin/progress_state.h"
 #include "plugin/request_helpers.h"
+#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -27,7 +28,6 @@ using tal::logmask::kInfo;
 
 constexpr int32_t kBadRequest = 400;
 constexpr char kSoftwareUpdateAction[] = "SoftwareUpdate";
-constexpr char kPostActionFileName[] = "postaction.ini";
 
 // The form value as narrow text. Throws InvalidArgument when it is absent and
 // InvalidSequence when it is not UTF-8.
@@ -123,7 +123,7 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
   const int32_t result =
       HasActionLock(actionId) == 0
           ? kResultInvalidArgument
-          : CreatePostActionIni(exchange::RequestFilePath(kPostActionFileName), webMethod, action, options, 0);
+          : CreatePostActionIni(exchange::RequestFilePath(exchange::kPostActionRequest.fileName), webMethod, action, options, 0);
   plugin::WriteResultXml(output, L"FinalizeAction", result, L"");
   // The daemon acts on the post-action request once the reply has gone out.
   restart = result >= 0;

@@ -6,7 +6,6 @@
 #include "actions/ownership.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "kx/tal/time_text.h"
 
 namespace kx::actions {
 namespace {
@@ -15,7 +14,6 @@ bool IsPlainFileName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
          name.find('\0') == std::string::npos;
 }
-
 
 }  // namespace
 
@@ -29,29 +27,6 @@ bool CreateActionXML(const std::string& fileName, const std::string& text) noexc
   } catch (const std::exception&) {
     return false;
   }
-}
-
-std::string LastActionLine(const std::string& actionId, const std::string& actionType,
-                           int32_t result, std::time_t stopTime) {
-  return "<Last Id=\"" + EscapeXmlAttribute(actionId) + "\" ActionType=\"" +
-         EscapeXmlAttribute(actionType) + "\" StopTime=\"" +
-         tal::TimeToText(stopTime, "%Y-%m-%d", "%H:%M:%S %Z") + "\" Result=\"" +
-         std::to_string(result) + "\"/>\n";
-}
-
-std::string EscapeXmlAttribute(const std::string& text) {
-  std::string escaped;
-  escaped.reserve(text.size());
-  for (const char c : text) {
-    switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      case '"': escaped += "&quot;"; break;
-      default: escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-    }
-  }
-  return escaped;
 }
 
 }  // namespace kx::actions

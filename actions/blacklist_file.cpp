@@ -7,12 +7,6 @@
 #include "kx/tal/text_file.h"
 
 namespace kx::actions {
-namespace {
-
-constexpr char kUserFileSystem[] = "/mnt/userfs/";
-
-}  // namespace
-
 std::string ExchangeRelativePath(const std::string& path, const std::string& base) {
   if (path.compare(0, base.size(), base) == 0) return path.substr(base.size());
   return path.empty() ? path : path.substr(1);
@@ -34,7 +28,7 @@ std::string WriteBlacklistFile(const std::string& fileName, const std::string& b
   const std::string path = exchange::RequestFilePath(fileName);
   if (path.empty()) return path;
   // The listed paths are target paths sent by the host, never below a test's system root.
-  const std::string hostBase = exchange::IsSafeMode() ? kUserFileSystem : "/";
+  const std::string hostBase = exchange::IsSafeMode() ? std::string(exchange::kUserFileSystem) + "/" : "/";
   std::string text;
   for (const std::string& listed : SplitBlacklist(blacklist)) {
     text += ExchangeRelativePath(listed, hostBase) + "\n";
@@ -49,7 +43,7 @@ std::string WriteBlacklistFile(const std::string& fileName, const std::string& b
 
 std::string BlacklistPathForDaemon(const std::string& blacklistFile) {
   if (exchange::IsSafeMode()) return blacklistFile;
-  return tal::JoinPath(kUserFileSystem, ExchangeRelativePath(blacklistFile, exchange::ExchangeBase(true)));
+  return tal::JoinPath(exchange::kUserFileSystem, ExchangeRelativePath(blacklistFile, exchange::ExchangeBase(true)));
 }
 
 }  // namespace kx::actions

@@ -1,4 +1,5 @@
 #include "actions/process_finder.h"
+#include "exchange/ipc_names.h"
 
 #include <dirent.h>
 
@@ -40,6 +41,6 @@ pid_t FindProcess(const std::string& name) {
   return found;
 }
 
-bool IsDaemonRunning() { return FindProcess(kDaemonProcessName) != 0; }
+bool IsDaemonRunning() { return FindProcess(exchange::kDaemonProcessName) != 0; }
 
 }  // namespace kx::actions

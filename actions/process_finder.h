@@ -12,9 +12,6 @@ namespace kx::actions {
 // equals `name` exactly, or 0 when there is none.
 pid_t FindProcess(const std::string& name);
 
-// The installation daemon's process name.
-constexpr char kDaemonProcessName[] = "kxsid";
-
 // True when a process named "kxsid" runs.
 bool IsDaemonRunning();
 

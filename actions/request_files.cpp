@@ -7,6 +7,7 @@
 #include "ini/ini_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/log.h"
+#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -40,11 +41,11 @@ int32_t CreatePostActionIni(const std::string& path, const std::string& webMetho
                             const std::string& action, uint32_t options, int32_t retval) {
   KX_LOG(tal::logmask::kEntry, "CreatePostActionIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
-    const char* section = "PostAction";
-    return Set(ini.SetInt32(section, "Retval", retval)) &&
-           Set(ini.SetUInt32(section, "Options", options)) &&
-           Set(ini.SetText(section, "WebMethod", webMethod)) &&
-           Set(ini.SetText(section, "Action", action));
+    const char* section = exchange::kPostActionRequest.section;
+    return Set(ini.SetInt32(section, exchange::kRetvalKey, retval)) &&
+           Set(ini.SetUInt32(section, exchange::kOptionsKey, options)) &&
+           Set(ini.SetText(section, exchange::kWebMethodKey, webMethod)) &&
+           Set(ini.SetText(section, exchange::kActionKey, action));
   });
 }
 
@@ -52,10 +53,10 @@ int32_t CreateGetImageIni(const std::string& path, uint32_t options, const std::
                           const std::string& blackListPath) {
   KX_LOG(tal::logmask::kEntry, "CreateGetImageIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
-    const char* section = "GetImage";
-    return Set(ini.SetUInt32(section, "Options", options)) &&
-           Set(ini.SetText(section, "ImagePath", imagePath)) &&
-           Set(ini.SetText(section, "BlackListPath", blackListPath));
+    const char* section = exchange::kGetImageRequest.section;
+    return Set(ini.SetUInt32(section, exchange::kOptionsKey, options)) &&
+           Set(ini.SetText(section, exchange::kImagePathKey, imagePath)) &&
+           Set(ini.SetText(section, exchange::kBlackListPathKey, blackListPath));
   });
 }
 
@@ -63,20 +64,20 @@ int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t op
                           const std::string& localPath, const std::string& blackListPath) {
   KX_LOG(tal::logmask::kEntry, "CreateSetImageIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
-    const char* section = "SetImage";
-    return Set(ini.SetUInt32(section, "Options", options)) &&
-           Set(ini.SetUInt32(section, "Timeout", timeout)) &&
-           Set(ini.SetText(section, "LocalPath", localPath)) &&
-           Set(ini.SetText(section, "BlackListPath", blackListPath));
+    const char* section = exchange::kSetImageRequest.section;
+    return Set(ini.SetUInt32(section, exchange::kOptionsKey, options)) &&
+           Set(ini.SetUInt32(section, exchange::kTimeoutKey, timeout)) &&
+           Set(ini.SetText(section, exchange::kLocalPathKey, localPath)) &&
+           Set(ini.SetText(section, exchange::kBlackListPathKey, blackListPath));
   });
 }
 
 int32_t CreateFormatIni(const std::string& path, uint32_t timeout, uint32_t options) {
   KX_LOG(tal::logmask::kEntry, "CreateFormatIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
-    const char* section = "Format";
-    return Set(ini.SetUInt32(section, "Options", options)) &&
-           Set(ini.SetUInt32(section, "Timeout", timeout));
+    const char* section = exchange::kFormatRequest.section;
+    return Set(ini.SetUInt32(section, exchange::kOptionsKey, options)) &&
+           Set(ini.SetUInt32(section, exchange::kTimeoutKey, timeout));
   });
 }
 

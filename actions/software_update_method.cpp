@@ -10,6 +10,7 @@
 #include "actions/action_command.h"
 #include "actions/action_state_files.h"
 #include "exchange/paths.h"
+#include "exchange/state_files.h"
 #include "actions/result_codes.h"
 #include "actions/web_methods.h"
 #include "catalogue/repository.h"
@@ -21,6 +22,7 @@
 #include "platform/action_lock.h"
 #include "plugin/progress_state.h"
 #include "plugin/request_helpers.h"
+#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -42,7 +44,7 @@ bool SafeModeSoftwareInstalled() {
 // Ends the action as refused: records it as the last action and gives up its lock.
 void RefuseInSafeModeSoftware(const std::string& actionId) {
   const std::string line =
-      LastActionLine(actionId, "SoftwareUpdate", kResultSafeModeInstalled, std::time(nullptr));
+      exchange::LastActionLine(actionId, "SoftwareUpdate", kResultSafeModeInstalled, std::time(nullptr));
   {
     tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
     CreateActionXML("lastAction.xml", line);
@@ -120,7 +122,7 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
     KX_LOG(kError2, "Config.old found on the target: Error during last installation");
   }
 
-  const std::string installCdfPath = exchange::RequestFilePath("install.cdf");
+  const std::string installCdfPath = exchange::RequestFilePath(exchange::kInstallCatalogueName);
   int32_t result;
   {
     tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());

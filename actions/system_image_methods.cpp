@@ -9,6 +9,7 @@
 #include "actions/blacklist_file.h"
 #include "actions/action_state_files.h"
 #include "exchange/paths.h"
+#include "exchange/state_files.h"
 #include "actions/no_window_external_application.h"
 #include "actions/request_files.h"
 #include "actions/result_codes.h"
@@ -20,6 +21,7 @@
 #include "platform/action_lock.h"
 #include "plugin/progress_state.h"
 #include "plugin/request_helpers.h"
+#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -30,7 +32,6 @@ using tal::logmask::kInfo;
 
 constexpr uint32_t kOptionNoInstallModeRestart = 8;  // SetSystemImage
 constexpr uint32_t kOptionFormatInRunMode = 32;      // Format
-constexpr char kImageFileName[] = "SystemImage.tgz";
 
 // Reads form values in the caller's order; remembers whether any was missing or bad.
 class FormReader {
@@ -105,7 +106,7 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
   std::string blacklistPath;
   if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return kResultSaveFailed;
   const int32_t result =
-      CreateGetImageIni(exchange::RequestFilePath("getimage.ini"), options, imagePath, blacklistPath);
+      CreateGetImageIni(exchange::RequestFilePath(exchange::kGetImageRequest.fileName), options, imagePath, blacklistPath);
   if (result < 0) {
     KX_LOG(kError2, "Failed to create get image ini with result - " + std::to_string(result));
   } else {
@@ -134,7 +135,7 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
       IsActionAllowed("SetSystemImage", (options & kOptionNoInstallModeRestart) == 0);
   if (allowed < 0) return allowed;
 
-  const int32_t result = CreateSetImageIni(exchange::RequestFilePath("setimage.ini"), timeout, options,
+  const int32_t result = CreateSetImageIni(exchange::RequestFilePath(exchange::kSetImageRequest.fileName), timeout, options,
                                            hostLocalPath, blacklistPath);
   restart = result >= 0;
   if (restart) {
@@ -153,7 +154,7 @@ int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t opt
                         " and the current state.");
     return allowed;
   }
-  const std::string path = exchange::RequestFilePath("format.ini");
+  const std::string path = exchange::RequestFilePath(exchange::kFormatRequest.fileName);
   KX_LOG(kInfo, "Formatting with options: " + std::to_string(options) +
                     ", timeout: " + std::to_string(timeout));
   if (path.empty()) return kResultNoRequestPath;
@@ -176,11 +177,11 @@ int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
   tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
   const std::string actionDirectory = exchange::CurrentActionDirectory();
   const std::string imagePath =
-      actionDirectory.empty() ? std::string() : tal::JoinPath(actionDirectory, kImageFileName);
+      actionDirectory.empty() ? std::string() : tal::JoinPath(actionDirectory, exchange::kSystemImageName);
   const int32_t result = GetImage(actionId, blacklist, options, imagePath, restart);
   // The URL is filled even when the lock is not held.
   output = "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"" + std::to_string(result) +
-           "\" ImageFileURL=\"" + EscapeXmlAttribute(ExchangeRelativePath(imagePath, exchange::ExchangeBase(true))) +
+           "\" ImageFileURL=\"" + exchange::EscapeXmlAttribute(ExchangeRelativePath(imagePath, exchange::ExchangeBase(true))) +
            "\" />";
   return result;
 }

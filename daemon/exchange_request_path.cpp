@@ -8,9 +8,6 @@
 namespace kx::daemon {
 namespace {
 
-constexpr char kRunModeExchange[] = "/.syscfg-action";
-constexpr char kSafeModeExchange[] = "/mnt/userfs/.syscfg-action";
-
 bool HasParentComponent(const std::string& path) {
   for (size_t start = 0; start <= path.size();) {
     size_t end = path.find('/', start);
@@ -29,8 +26,9 @@ std::string LocalExchangePath(const std::string& written) {
   }
   const std::string path = tal::CleanPath(written);
   const std::string directory = exchange::ActionExchangeDirectory();
-  for (const std::string& prefix : {directory, tal::RootedPath(kRunModeExchange), tal::RootedPath(kSafeModeExchange),
-                                    std::string(kRunModeExchange), std::string(kSafeModeExchange)}) {
+  const std::string runMode = std::string("/") + exchange::kExchangeDirectoryName;
+  const std::string safeMode = exchange::kUserFileSystem + runMode;
+  for (const std::string& prefix : {directory, tal::RootedPath(runMode), tal::RootedPath(safeMode), runMode, safeMode}) {
     if (path.size() > prefix.size() + 1 && path.compare(0, prefix.size() + 1, prefix + "/") == 0) {
       return directory + path.substr(prefix.size());
     }

@@ -11,13 +11,15 @@
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
 #include "daemon/stop_request.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
 namespace {
 
-constexpr const char* kKept[] = {".syscfg-action", ".kx-uploads"};
+constexpr const char* kKept[] = {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName};
 
 bool IsKept(const std::string& name) {
   for (const char* kept : kKept) {
@@ -30,8 +32,8 @@ void ReportRequest(const std::string& path) {
   ini::Document document;
   std::string options, timeout;
   if (document.Load(path) >= 0) {
-    document.GetText("Format", "Options", options);
-    document.GetText("Format", "Timeout", timeout);
+    document.GetText(exchange::kFormatRequest.section, exchange::kOptionsKey, options);
+    document.GetText(exchange::kFormatRequest.section, exchange::kTimeoutKey, timeout);
   }
   ReportInfo("format: Options=" + options + ", Timeout=" + timeout);
 }
@@ -39,13 +41,13 @@ void ReportRequest(const std::string& path) {
 }  // namespace
 
 int32_t RunFormat(const std::string& actionDirectory, ProgressReporter& progress) {
-  ReportRequest(tal::JoinPath(actionDirectory, "format.ini"));
+  ReportRequest(tal::JoinPath(actionDirectory, exchange::kFormatRequest.fileName));
   if (!MayChangeWholeRoot(LoadDaemonSettings())) {
     ReportError("format refused: the system root is \"/\" and kxsid.ini does not allow it "
                 "([Safety] AllowFormatAndRestoreOfRoot=1)");
     return actions::kResultFail;
   }
-  const std::string userFileSystem = tal::RootedPath("/mnt/userfs");
+  const std::string userFileSystem = tal::RootedPath(exchange::kUserFileSystem);
   try {
     // Neither "/mnt" nor "/mnt/userfs" may lead elsewhere through a link.
     for (const std::string& path : {tal::DirectoryPart(userFileSystem), userFileSystem}) {

@@ -10,9 +10,7 @@
 namespace kx::daemon {
 namespace {
 
-constexpr const char* kAlwaysExcluded[] = {
-    ".syscfg-action", "mnt/userfs/.syscfg-action", ".kx-uploads", "mnt/userfs/.kx-uploads",
-    "proc", "sys", "dev", "tmp", "run", "var/tmp"};
+constexpr const char* kAlwaysExcluded[] = {"proc", "sys", "dev", "tmp", "run", "var/tmp"};
 
 }  // namespace
 
@@ -28,6 +26,11 @@ std::string RelativeToRoot(const std::string& localPath) {
 
 ImageScope::ImageScope(const std::string& blacklistFile) {
   excluded_.insert(std::begin(kAlwaysExcluded), std::end(kAlwaysExcluded));
+  // Both modes' action exchange and upload directories.
+  const std::string userFileSystem = std::string(exchange::kUserFileSystem + 1) + "/";
+  for (const std::string& base : {std::string(), userFileSystem}) {
+    for (const char* name : {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName}) excluded_.insert(base + name);
+  }
   for (const std::string& own : {DaemonTransactionPaths().directory, exchange::FailedInstallationMarkerPath(),
                                  exchange::CurrentActionFilePath(), exchange::LastActionFilePath(),
                                  exchange::InstallationStatusLogPath()}) {

@@ -22,11 +22,11 @@
 #include "daemon/stop_request.h"
 #include "kx/tal/osdep/named_event.h"
 #include "kx/tal/path.h"
+#include "exchange/ipc_names.h"
 
 namespace {
 
 constexpr char kUsage[] = "usage: kxsid [--root DIR]\n";
-constexpr char kRequestReadyEvent[] = "SoftwareActionRequestReady";
 // How often the stop flag is looked at while no request comes.
 constexpr uint32_t kWaitSliceMs = 250;
 
@@ -43,7 +43,7 @@ int Run() {
   ::umask(022);
   InstallStopHandlers();
   kx::tal::CreateDirectories(kx::exchange::ConfigurationDirectory());
-  kx::tal::osdep::NamedEvent requestReady(kRequestReadyEvent);
+  kx::tal::osdep::NamedEvent requestReady(kx::exchange::kRequestReadyEventName);
   ProgressReporter progress;
   RequestHandler handler(progress);
   handler.RecoverInterruptedWork();

@@ -7,6 +7,7 @@
 #include "ini/ini_document.h"
 #include "platform/action_lock.h"
 #include "system/boot_mode.h"
+#include "exchange/request_files.h"
 
 namespace kx::daemon {
 
@@ -15,8 +16,8 @@ void RunPostAction(const std::string& requestPath, const std::string& actionId) 
   std::string action;
   std::string webMethod;
   if (request.Load(requestPath) < 0) ReportError("cannot read " + requestPath + ": no post-action");
-  request.GetText("PostAction", "Action", action);
-  request.GetText("PostAction", "WebMethod", webMethod);
+  request.GetText(exchange::kPostActionRequest.section, exchange::kActionKey, action);
+  request.GetText(exchange::kPostActionRequest.section, exchange::kWebMethodKey, webMethod);
   ReportInfo("post-action \"" + action + "\" of action " + actionId + " (" + webMethod + ")");
 
   const bool reboot = ::strcasecmp(action.c_str(), "Reboot") == 0;

@@ -1,15 +1,13 @@
 #include "daemon/progress_reporter.h"
 
-#include <algorithm>
 #include <exception>
 
-#include "actions/action_state_files.h"
-#include "exchange/paths.h"
 #include "actions/ownership.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
-#include "kx/tal/time_text.h"
-#include "plugin/progress_state.h"
+#include "exchange/ipc_names.h"
+#include "exchange/paths.h"
+#include "exchange/state_files.h"
 
 namespace kx::daemon {
 namespace {
@@ -33,10 +31,10 @@ void WriteStateFile(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-ProgressReporter::ProgressReporter() : mutex_(plugin::kProgressMutexName) {
+ProgressReporter::ProgressReporter() : mutex_(exchange::kProgressMutexName) {
   try {
-    region_ = std::make_unique<tal::osdep::SimpleSharedMemory>(plugin::kProgressRegionName,
-                                                              plugin::kProgressRegionSize, &mutex_);
+    region_ = std::make_unique<tal::osdep::SimpleSharedMemory>(exchange::kProgressRegionName,
+                                                              exchange::kProgressRegionSize, &mutex_);
   } catch (const std::exception& error) {
     ReportError(std::string("cannot open the progress region: ") + error.what());
   }
@@ -50,19 +48,14 @@ void ProgressReporter::Start(const std::string& actionId, const std::string& act
 }
 
 void ProgressReporter::Update(int percent, const std::string& step) {
-  using actions::EscapeXmlAttribute;
-  const std::string element =
-      "<Current Id=\"" + EscapeXmlAttribute(actionId_) + "\" ActionType=\"" + EscapeXmlAttribute(actionType_) +
-      "\" StartTime=\"" + tal::TimeToText(startTime_, "%Y-%m-%d", "%H:%M:%S %Z") + "\" Percent=\"" +
-      std::to_string(std::clamp(percent, 0, 100)) + "\" Step=\"" + EscapeXmlAttribute(Shortened(step)) + "\"/>\n";
-  Publish(element);
+  Publish(exchange::CurrentActionElement(actionId_, actionType_, startTime_, percent, Shortened(step)));
 }
 
 void ProgressReporter::Finish(int32_t result) {
   tal::osdep::NamedMutexLock lock(mutex_);
   try {
     WriteStateFile(exchange::LastActionFilePath(),
-                   actions::LastActionLine(actionId_, actionType_, result, std::time(nullptr)));
+                   exchange::LastActionLine(actionId_, actionType_, result, std::time(nullptr)));
     RemoveFileIfPresent(exchange::CurrentActionFilePath());
     if (region_) region_->WriteText("");
   } catch (const std::exception& error) {

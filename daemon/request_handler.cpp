@@ -18,6 +18,7 @@
 #include "exchange/lock_record.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
+#include "exchange/request_files.h"
 
 namespace kx::daemon {
 namespace {
@@ -32,11 +33,11 @@ struct Request {
 
 // In the order they are carried out.
 constexpr Request kRequests[] = {
-    {"install.cdf", "SoftwareUpdate", RunSoftwareUpdate, true},
-    {"getimage.ini", "GetSystemImage", RunGetSystemImage, false},
-    {"setimage.ini", "SetSystemImage", RunSetSystemImage, true},
-    {"format.ini", "Format", RunFormat, false},
-    {"postaction.ini", "FinalizeAction", nullptr, false},
+    {exchange::kInstallCatalogueName, "SoftwareUpdate", RunSoftwareUpdate, true},
+    {exchange::kGetImageRequest.fileName, "GetSystemImage", RunGetSystemImage, false},
+    {exchange::kSetImageRequest.fileName, "SetSystemImage", RunSetSystemImage, true},
+    {exchange::kFormatRequest.fileName, "Format", RunFormat, false},
+    {exchange::kPostActionRequest.fileName, "FinalizeAction", nullptr, false},
 };
 
 // Guards against a request that can be neither carried out nor marked.

@@ -19,6 +19,7 @@
 #include "daemon/transaction_location.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
+#include "exchange/request_files.h"
 
 namespace kx::daemon {
 namespace {
@@ -29,14 +30,16 @@ struct ImageRequest {
 };
 
 // Throws std::invalid_argument for an unreadable file or unusable paths.
-ImageRequest ReadRequest(const std::string& path, const char* section, const char* imageKey) {
+ImageRequest ReadRequest(const std::string& actionDirectory, exchange::RequestFile file, const char* imageKey) {
+  const std::string path = tal::JoinPath(actionDirectory, file.fileName);
+  const char* section = file.section;
   ini::Document document;
   if (document.Load(path) < 0) throw std::invalid_argument("cannot read " + path);
   std::string image, blacklist, options, timeout;
   document.GetText(section, imageKey, image);
-  document.GetText(section, "BlackListPath", blacklist);
-  document.GetText(section, "Options", options);
-  document.GetText(section, "Timeout", timeout);
+  document.GetText(section, exchange::kBlackListPathKey, blacklist);
+  document.GetText(section, exchange::kOptionsKey, options);
+  document.GetText(section, exchange::kTimeoutKey, timeout);
   ReportInfo(std::string(imageKey) + "=" + image + ", BlackListPath=" + blacklist + ", Options=" + options +
              (timeout.empty() ? "" : ", Timeout=" + timeout));
   ImageRequest request;
@@ -102,7 +105,7 @@ int32_t Restore(const ImageFile& image, const ImageScope& scope, ProgressReporte
 int32_t RunGetSystemImage(const std::string& actionDirectory, ProgressReporter& progress) {
   ImageRequest request;
   try {
-    request = ReadRequest(tal::JoinPath(actionDirectory, "getimage.ini"), "GetImage", "ImagePath");
+    request = ReadRequest(actionDirectory, exchange::kGetImageRequest, exchange::kImagePathKey);
   } catch (const std::exception& error) {
     ReportError(std::string("unusable image request: ") + error.what());
     return actions::kResultInvalidArgument;
@@ -129,7 +132,7 @@ int32_t RunGetSystemImage(const std::string& actionDirectory, ProgressReporter& 
 int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& progress) {
   ImageRequest request;
   try {
-    request = ReadRequest(tal::JoinPath(actionDirectory, "setimage.ini"), "SetImage", "LocalPath");
+    request = ReadRequest(actionDirectory, exchange::kSetImageRequest, exchange::kLocalPathKey);
   } catch (const std::exception& error) {
     ReportError(std::string("unusable image request: ") + error.what());
     return actions::kResultInvalidArgument;

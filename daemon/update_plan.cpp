@@ -7,13 +7,12 @@
 #include "catalogue/status.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
+#include "exchange/request_files.h"
 
 namespace kx::daemon {
 namespace {
 
 using catalogue::Package;
-
-constexpr char kInstallCdf[] = "install.cdf";
 
 bool SamePackage(const Package& a, const Package& b) {
   return catalogue::NamesEqual(a.name, b.name) && catalogue::VersionPartsEqual(a.version, b.version);
@@ -38,7 +37,7 @@ std::string Describe(const Package& package) {
 }
 
 UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const DaemonSettings& settings)
-    : installCdf_(tal::JoinPath(actionDirectory, kInstallCdf)),
+    : installCdf_(tal::JoinPath(actionDirectory, exchange::kInstallCatalogueName)),
       installed_(exchange::ConfigurationDirectory()),
       actionPackages_(actionDirectory),
       repository_(settings.repositoryDirectory) {
@@ -70,7 +69,7 @@ UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const Dae
 }
 
 const Package* UpdateCatalogues::FindDefinition(const Package& wanted) const {
-  if (const Package* found = FindIn(actionPackages_, wanted, kInstallCdf)) return found;
+  if (const Package* found = FindIn(actionPackages_, wanted, exchange::kInstallCatalogueName)) return found;
   return FindIn(repository_, wanted, "");
 }
 

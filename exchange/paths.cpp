@@ -15,6 +15,7 @@
 namespace kx::exchange {
 namespace {
 
+// The action exchange directory as the remote host names it.
 constexpr std::string_view kExchangeName = "/.syscfg-action";
 constexpr char kInstallMode[] = "Install Mode";
 
@@ -53,12 +54,19 @@ bool IsInstallMode() {
 std::string ConfigurationDirectory() { return tal::RootedPath("/etc/brenmar/share"); }
 
 std::string ExchangeBase(bool withTrailingSeparator) {
-  std::string base = tal::RootedPath(IsSafeMode() ? "/mnt/userfs/" : "/");
-  if (!withTrailingSeparator) base.pop_back();
+  const std::string base = ExchangeBaseIn(IsSafeMode());
+  return withTrailingSeparator ? base + "/" : base;
+}
+
+std::string ExchangeBaseIn(bool safeMode) {
+  std::string base = tal::RootedPath(safeMode ? std::string(kUserFileSystem) + "/" : "/");
+  base.pop_back();
   return base;
 }
 
 std::string ActionExchangeDirectory() { return ExchangeBase(false) + std::string(kExchangeName); }
+
+std::string UploadDirectory() { return ExchangeBase(true) + kUploadDirectoryName; }
 
 std::string CurrentActionFilePath() { return InConfigurationDirectory("currentAction.xml"); }
 std::string LastActionFilePath() { return InConfigurationDirectory("lastAction.xml"); }

@@ -22,10 +22,21 @@ bool IsSafeMode();
 // missing or unreadable file means false.
 bool IsInstallMode();
 
+// The user file system, the exchange base in safe mode ("/mnt/userfs" on the target).
+constexpr char kUserFileSystem[] = "/mnt/userfs";
+// The two directories below an exchange base: the action exchange directory and,
+// beside it on the same file system (so a rename moves a file in), the web
+// host's uploads.
+constexpr char kExchangeDirectoryName[] = ".syscfg-action";
+constexpr char kUploadDirectoryName[] = ".kx-uploads";
+
 // The exchange base; with the flag its trailing separator is kept
 // ("<root>/mnt/userfs/" or "<root>/"). With root "/" in run mode the base is "".
 std::string ExchangeBase(bool withTrailingSeparator);
+// The exchange base of either mode, without trailing separator.
+std::string ExchangeBaseIn(bool safeMode);
 std::string ActionExchangeDirectory();
+std::string UploadDirectory();
 
 std::string ConfigurationDirectory();
 std::string CurrentActionFilePath();         // currentAction.xml

@@ -7,6 +7,8 @@
 #include <optional>
 
 #include "exchange/action_directory_name.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
 #include "host/byte_range.h"
 #include "host/text_reply.h"
 #include "kx/tal/path.h"
@@ -14,13 +16,10 @@
 namespace kx::webhost {
 namespace {
 
-constexpr char kExchangeName[] = ".syscfg-action";
-constexpr char kImageName[] = "SystemImage.tgz";
-
 // "<exchange>/<action directory>/SystemImage.tgz" → the action directory's name.
 std::optional<std::string> ActionDirectoryOf(const std::string& path) {
-  const std::string prefix = std::string(kExchangeName) + "/";
-  const std::string image = std::string("/") + kImageName;
+  const std::string prefix = std::string(exchange::kExchangeDirectoryName) + "/";
+  const std::string image = std::string("/") + exchange::kSystemImageName;
   if (path.size() <= prefix.size() + image.size() || path.compare(0, prefix.size(), prefix) != 0 ||
       path.compare(path.size() - image.size(), image.size(), image) != 0) {
     return std::nullopt;
@@ -30,21 +29,17 @@ std::optional<std::string> ActionDirectoryOf(const std::string& path) {
   return directory;
 }
 
-std::string ExchangeDirectory() {
-  struct stat info {};
-  const bool safeMode = ::lstat(tal::RootedPath("/etc/brenmar/safemode").c_str(), &info) == 0;
-  return tal::RootedPath(safeMode ? "/mnt/userfs/.syscfg-action" : "/.syscfg-action");
-}
-
 // Opens the image one directory at a time, no link followed; -1 when it is not
 // a regular file there.
 int OpenImage(const std::string& actionDirectory, uint64_t& size) {
-  const int exchange = ::open(ExchangeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (exchange < 0) return -1;
-  const int action = ::openat(exchange, actionDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  ::close(exchange);
+  const int exchangeDirectory =
+      ::open(exchange::ActionExchangeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (exchangeDirectory < 0) return -1;
+  const int action =
+      ::openat(exchangeDirectory, actionDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  ::close(exchangeDirectory);
   if (action < 0) return -1;
-  const int image = ::openat(action, kImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+  const int image = ::openat(action, exchange::kSystemImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
   ::close(action);
   struct stat info {};
   if (image >= 0 && ::fstat(image, &info) == 0 && S_ISREG(info.st_mode)) {

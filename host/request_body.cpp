@@ -1,3 +1,4 @@
+#include "exchange/paths.h"
 #include "host/request_body.h"
 
 #include <algorithm>
@@ -74,7 +75,7 @@ bool RequestBody::CheckFields() {
 bool RequestBody::OnPartBegin(const PartInfo& part) {
   if (part.isFile) {
     try {
-      files_.push_back(std::make_unique<UploadFile>(UploadDirectory()));
+      files_.push_back(std::make_unique<UploadFile>(exchange::UploadDirectory()));
     } catch (const std::system_error&) {
       return Fail(kServerError, "the upload cannot be stored");
     }

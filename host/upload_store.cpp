@@ -10,15 +10,13 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "exchange/paths.h"
 #include "kx/tal/path.h"
 
 namespace kx::webhost {
 namespace {
 
 constexpr char kPrefix[] = "upload-";
-
-constexpr const char* kRunModeDirectory = "/.kx-uploads";
-constexpr const char* kSafeModeDirectory = "/mnt/userfs/.kx-uploads";
 
 // The process id and a counter make every name unique for the life of the
 // host, so a path removed twice never hits a newer upload.
@@ -41,15 +39,9 @@ void CreateDirectory(const std::string& path) {
 
 }  // namespace
 
-std::string UploadDirectory() {
-  struct stat status;
-  const bool safeMode = ::lstat(tal::RootedPath("/etc/brenmar/safemode").c_str(), &status) == 0;
-  return tal::RootedPath(safeMode ? kSafeModeDirectory : kRunModeDirectory);
-}
-
 void RemoveLeftoverUploads() {
-  for (const char* targetPath : {kRunModeDirectory, kSafeModeDirectory}) {
-    const std::string directory = tal::RootedPath(targetPath);
+  for (const bool safeMode : {false, true}) {
+    const std::string directory = exchange::ExchangeBaseIn(safeMode) + "/" + exchange::kUploadDirectoryName;
     DIR* listing = ::opendir(directory.c_str());
     if (listing == nullptr) continue;
     while (const dirent* entry = ::readdir(listing)) {

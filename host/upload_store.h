@@ -1,20 +1,13 @@
 #pragma once
-// Where uploaded files are stored while their request runs.
-//
-// The plug-in moves an upload into the current action directory with a rename,
-// which only works within one file system. So uploads are kept in
-// ".kx-uploads" beside the action exchange directory in use: below
-// "/mnt/userfs" in safe mode (the safe-mode marker exists), below the system
-// root otherwise.
+// Uploaded files while their request runs, in exchange::UploadDirectory():
+// beside the action exchange directory in use, so that the plug-in can move an
+// upload into the current action directory with a rename.
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
 namespace kx::webhost {
-
-// The upload directory for the mode the system is in now.
-std::string UploadDirectory();
 
 // Removes upload files that a host which ended abruptly left in either mode's
 // upload directory.

@@ -11,6 +11,8 @@
 
 #include "exchange/action_directory_name.h"
 #include "exchange/lock_record.h"
+#include "exchange/paths.h"
+#include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/file_finder.h"
@@ -18,8 +20,6 @@
 #include "kx/tal/osdep/shared_file.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "kx/tal/time_text.h"
-#include "exchange/paths.h"
 #include "platform/shared_files.h"
 
 namespace kx::platform {
@@ -30,7 +30,6 @@ constexpr int32_t kAlreadyHeld = 1;
 constexpr int32_t kFail = static_cast<int32_t>(0x80004005u);
 constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
 constexpr int32_t kNotLockHolder = static_cast<int32_t>(0x800407E2u);
-constexpr char kInterruptedResult[] = "-2147467259";  // 0x80004005
 
 constexpr mode_t kDirectoryMode = 0775;
 constexpr mode_t kFileMode = 0664;
@@ -100,35 +99,14 @@ void CreateLock(const std::string& actionId, const std::string& holder) {
   GiveToDefaultOwner(record, kFileMode);
 }
 
-// The value of attribute `name` in an XML element text, as written there.
-std::string AttributeValue(const std::string& element, const std::string& name) {
-  const std::string opening = name + "=\"";
-  for (size_t at = element.find(opening); at != std::string::npos;
-       at = element.find(opening, at + 1)) {
-    const bool startsAttribute = at > 0 && (element[at - 1] == ' ' || element[at - 1] == '\t' ||
-                                            element[at - 1] == '\n' || element[at - 1] == '\r');
-    if (!startsAttribute) continue;
-    const size_t valueStart = at + opening.size();
-    const size_t valueEnd = element.find('"', valueStart);
-    if (valueEnd == std::string::npos) return std::string();
-    return element.substr(valueStart, valueEnd - valueStart);
-  }
-  return std::string();
-}
-
 // Writes lastAction.xml from currentAction.xml and removes the latter.
 std::string ConvertCurrentActionFile(const std::string& currentPath) {
   const std::string current = tal::ReadWholeFile(currentPath);
-  const std::string id = AttributeValue(current, "Id");
-  const std::string line = "<Last Id=\"" + id + "\" ActionType=\"" +
-                           AttributeValue(current, "ActionType") + "\" StopTime=\"" +
-                           tal::TimeToText(std::time(nullptr), "%Y-%m-%d", "%H:%M:%S %Z") +
-                           "\" Result=\"" + kInterruptedResult + "\"/>\n";
   const std::string lastPath = exchange::LastActionFilePath();
-  tal::WriteTextFile(lastPath, line);
+  tal::WriteTextFile(lastPath, exchange::LastActionLineOf(current, kFail, std::time(nullptr)));
   GiveToDefaultOwner(lastPath, kFileMode);
   if (::unlink(currentPath.c_str()) != 0) KX_THROW(tal::osdep::PosixError);
-  return id;
+  return exchange::AttributeValue(current, "Id");
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "platform/action_lock.h"
 #include "plugin/plugin_threads.h"
 #include "plugin/progress_state.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::plugin {
 namespace {
@@ -62,7 +63,7 @@ void CreateProgressRegion() {
     tal::osdep::NamedMutexLock guard(ProgressMutex());
     if (ProgressRegion() == nullptr) {
       SetProgressRegion(std::make_unique<tal::osdep::SimpleSharedMemory>(
-          kProgressRegionName, kProgressRegionSize, &ProgressMutex()));
+          exchange::kProgressRegionName, exchange::kProgressRegionSize, &ProgressMutex()));
     }
   } catch (const std::exception&) {
     errno = ENOMEM;  // handlers that need the region report their own failure

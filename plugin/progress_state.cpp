@@ -1,4 +1,5 @@
 #include "plugin/progress_state.h"
+#include "exchange/ipc_names.h"
 
 #include <atomic>
 
@@ -9,7 +10,7 @@ std::atomic<tal::osdep::SimpleSharedMemory*> gRegionView{nullptr};
 }  // namespace
 
 tal::osdep::NamedMutex& ProgressMutex() {
-  static tal::osdep::NamedMutex mutex(kProgressMutexName);
+  static tal::osdep::NamedMutex mutex(exchange::kProgressMutexName);
   return mutex;
 }
 

@@ -11,10 +11,6 @@
 
 namespace kx::plugin {
 
-constexpr char kProgressMutexName[] = "SoftwareUpdateProgressMutex";
-constexpr char kProgressRegionName[] = "SoftwareUpdateProgressSharedMem";
-constexpr uint32_t kProgressRegionSize = 5000;
-
 // Built on first use and kept until the library is unloaded. Throws PosixError
 // when its lock file cannot be made.
 tal::osdep::NamedMutex& ProgressMutex();

@@ -8,6 +8,7 @@
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_event.h"
 #include "system/boot_mode.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::plugin {
 
@@ -25,7 +26,7 @@ int SignalDaemonThread::proc() {
     return 0;
   }
   try {
-    tal::osdep::NamedEvent requestReady(kRequestReadyEventName);
+    tal::osdep::NamedEvent requestReady(exchange::kRequestReadyEventName);
     requestReady.Set();
   } catch (const std::exception& e) {
     KX_LOG(tal::logmask::kError, std::string("Could not signal the installation daemon: ") + e.what());

@@ -12,9 +12,6 @@
 
 namespace kx::plugin {
 
-// The event the installation daemon waits on; auto-reset.
-constexpr char kRequestReadyEventName[] = "SoftwareActionRequestReady";
-
 class SignalDaemonThread : public tal::osdep::Thread {
  public:
   // bootMode: the boot mode to restart into (see system/boot_mode.h); delayMs:

@@ -9,6 +9,7 @@
 #include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/support/scratch_root.h"
+#include "exchange/ipc_names.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ TEST(IsActionAllowedTest, RunModeByTheFlagSafeModeByTheRunningDaemon) {
     for (const bool daemonRuns : {false, true}) {
       if (safeMode && !daemonRuns && foreignDaemon) continue;
       std::optional<kx::test::NamedProcess> daemon;
-      if (daemonRuns) daemon.emplace(kDaemonProcessName);
+      if (daemonRuns) daemon.emplace(kx::exchange::kDaemonProcessName);
       kx::test::LogRecorder log(kError);
       for (const auto& row : rows) {
         EXPECT_EQ(IsActionAllowed(row.webMethod, row.allowedInRunMode),

@@ -16,6 +16,7 @@
 #include "system/boot_mode.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
+#include "exchange/ipc_names.h"
 
 using namespace kx::plugin;
 using Clock = std::chrono::steady_clock;
@@ -62,7 +63,7 @@ class SignalThreadTest : public testing::Test {
   void TearDown() override {
     RestartThread().JoinRun();
     PluginFinalize();
-    kx::tal::osdep::RemoveNamedEvent(kRequestReadyEventName);
+    kx::tal::osdep::RemoveNamedEvent(kx::exchange::kRequestReadyEventName);
   }
 
   void Run(const std::string& method) {
@@ -95,7 +96,7 @@ TEST_F(SignalThreadTest, InSafeOrInstallModeTheDaemonIsSignalledAfterAboutOneSec
   for (const Mode mode : {Mode{"/etc/brenmar/safemode", "", "orlaSignalSid"},
                           Mode{"/tmp/kx_system_state", "Install Mode", "orlaRestartSys"}}) {
     root.WriteFile(mode.file, mode.content);
-    NamedEvent requestReady(kRequestReadyEventName);
+    NamedEvent requestReady(kx::exchange::kRequestReadyEventName);
     const Clock::time_point start = Clock::now();
     Run("AsksForRestart");
     EXPECT_TRUE(RestartThreadNamed(mode.threadName));
@@ -110,7 +111,7 @@ TEST_F(SignalThreadTest, InSafeOrInstallModeTheDaemonIsSignalledAfterAboutOneSec
 }
 
 TEST_F(SignalThreadTest, OtherwiseTheControllerRestartsIntoInstallMode) {
-  NamedEvent requestReady(kRequestReadyEventName);
+  NamedEvent requestReady(kx::exchange::kRequestReadyEventName);
   const Clock::time_point start = Clock::now();
   Run("AsksForRestart");
   EXPECT_TRUE(RestartThreadNamed("orlaRestartSys"));

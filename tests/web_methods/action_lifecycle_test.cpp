@@ -15,6 +15,7 @@
 #include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::test {
 namespace {
@@ -96,7 +97,7 @@ TEST_P(ActionLifecycleTest, WholeAction) {
   EXPECT_THAT(Run("BeginAction", BeginForm("A1")).output, testing::MatchesRegex(BeginAnswer("1", "0 0 DB83C080 0")));
 
   std::optional<NamedProcess> daemon;  // safe mode needs it
-  if (GetParam()) daemon.emplace(actions::kDaemonProcessName);
+  if (GetParam()) daemon.emplace(kx::exchange::kDaemonProcessName);
   const std::string body = "<WSACTIONCOMMAND NAME=\"A1\"/>\n<DEFINITION/>\n";
   EXPECT_EQ(Run("SoftwareUpdate", {}, body).output, Answer("SoftwareUpdate", 0));
   EXPECT_EQ(ReadFile(directory + "install.cdf"), body);
@@ -155,7 +156,7 @@ TEST_P(ActionLifecycleTest, MalformedRequestsGet400WithoutBody) {
 // called directly, so no restart thread runs between the steps.
 TEST_P(ActionLifecycleTest, AnyActionIdRunsAWholeActionInsideTheExchange) {
   std::optional<NamedProcess> daemon;  // safe mode needs it
-  if (GetParam()) daemon.emplace(actions::kDaemonProcessName);
+  if (GetParam()) daemon.emplace(kx::exchange::kDaemonProcessName);
   ASSERT_EQ(HasActionLock("none"), 0);  // makes the service's own lock file
   const std::set<std::string> before = PathsOutsideTheExchange();
   const std::string ids[] = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}", "blank id", "host:7", "\xc3\xa4ktion \xe2\x82\xac",

@@ -6,6 +6,7 @@
 #include "plugin/progress_state.h"
 #include "tests/kx/tal/osdep/child_process.h"
 #include "tests/web_methods/web_method_fixture.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::test {
 namespace {
@@ -24,8 +25,8 @@ std::string ProgressAnswer(const std::string& inner) {
 // objects for the region and its mutex.
 void WriteRegionFromChild(const std::string& text) {
   ASSERT_EQ(0, RunInChild([&text] {
-              tal::osdep::NamedMutex mutex(plugin::kProgressMutexName);
-              tal::osdep::SimpleSharedMemory(plugin::kProgressRegionName, plugin::kProgressRegionSize, &mutex)
+              tal::osdep::NamedMutex mutex(kx::exchange::kProgressMutexName);
+              tal::osdep::SimpleSharedMemory(kx::exchange::kProgressRegionName, kx::exchange::kProgressRegionSize, &mutex)
                   .WriteText(text);
               return 0;
             }));

@@ -6,6 +6,7 @@
 #include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::test {
 namespace {
@@ -107,7 +108,7 @@ TEST_F(SoftwareUpdateTest, SafeModeNeedsTheDaemonWhateverAutoReboot) {
   const std::string directory = Begin();
   const std::string noReboot = "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>";
   EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", kFail));
-  NamedProcess daemon(actions::kDaemonProcessName);
+  NamedProcess daemon(kx::exchange::kDaemonProcessName);
   EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", 0));
   EXPECT_EQ(ReadFile(directory + "install.cdf"), noReboot);
 }

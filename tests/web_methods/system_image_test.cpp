@@ -10,6 +10,7 @@
 #include "tests/support/log_recorder.h"
 #include "tests/actions/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::test {
 namespace {
@@ -171,7 +172,7 @@ TEST_F(SystemImageTest, SafeModeRules) {
   MakeGzip(directory + "image.tgz");
   EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", kFail));
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz")).output, Answer("SetSystemImage", kFail));
-  NamedProcess daemon(actions::kDaemonProcessName);
+  NamedProcess daemon(kx::exchange::kDaemonProcessName);
   EXPECT_EQ(Run("Format", FormatForm("0")).output, Answer("Format", 0));
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz", "8", "/mnt/userfs/b")).output,
             Answer("SetSystemImage", 0));

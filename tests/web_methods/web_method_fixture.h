@@ -18,6 +18,7 @@
 #include "plugin/lifecycle.h"
 #include "plugin/signal_daemon_thread.h"
 #include "tests/support/scratch_root.h"
+#include "exchange/ipc_names.h"
 
 namespace kx::test {
 
@@ -57,7 +58,7 @@ class WebMethodTest : public testing::Test {
   void TearDown() override {
     plugin::RestartThread().JoinRun();
     plugin::PluginFinalize();
-    tal::osdep::RemoveNamedEvent(plugin::kRequestReadyEventName);
+    tal::osdep::RemoveNamedEvent(kx::exchange::kRequestReadyEventName);
   }
 
   void EnterSafeMode() const { root.WriteFile("/etc/brenmar/safemode", ""); }
