@@ -38,12 +38,11 @@ int32_t ReadUpToBlankLine(const std::string& path, std::string& output) {
 
 int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
   KX_LOG(tal::logmask::kEntry, "GetInstalledComponents()");
-  const std::string directory =
-      tal::JoinPath(tal::JoinPath(tal::SystemConfigDirectory(), "brenmar"), "share");
+  const std::string configuration = exchange::InstalledConfigurationPath();
   int32_t result;
-  if (tal::PathExists(tal::JoinPath(directory, "config.cdf"))) {
-    result = ReadUpToBlankLine(tal::JoinPath(directory, "config.cdf"), output);
-  } else if (!tal::PathExists(tal::JoinPath(directory, "config.old"))) {
+  if (tal::PathExists(configuration)) {
+    result = ReadUpToBlankLine(configuration, output);
+  } else if (!tal::PathExists(exchange::FailedInstallationMarkerPath())) {
     result = kResultNoConfiguration;
   } else {
     result = exchange::CurrentActionDirectory().empty() ? kResultFailedInstall : kResultFailedInstallPending;

@@ -47,7 +47,7 @@ void RefuseInSafeModeSoftware(const std::string& actionId) {
       exchange::LastActionLine(actionId, "SoftwareUpdate", kResultSafeModeInstalled, std::time(nullptr));
   {
     tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
-    CreateActionXML("lastAction.xml", line);
+    CreateActionXML(exchange::kLastActionFileName, line);
   }
   RemoveActionLock(actionId);
 }

@@ -68,8 +68,8 @@ std::string ActionExchangeDirectory() { return ExchangeBase(false) + std::string
 
 std::string UploadDirectory() { return ExchangeBase(true) + kUploadDirectoryName; }
 
-std::string CurrentActionFilePath() { return InConfigurationDirectory("currentAction.xml"); }
-std::string LastActionFilePath() { return InConfigurationDirectory("lastAction.xml"); }
+std::string CurrentActionFilePath() { return InConfigurationDirectory(kCurrentActionFileName); }
+std::string LastActionFilePath() { return InConfigurationDirectory(kLastActionFileName); }
 std::string InstalledConfigurationPath() { return InConfigurationDirectory("config.cdf"); }
 std::string FailedInstallationMarkerPath() { return InConfigurationDirectory("config.old"); }
 std::string InstallationStatusLogPath() {

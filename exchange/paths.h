@@ -38,6 +38,9 @@ std::string ExchangeBaseIn(bool safeMode);
 std::string ActionExchangeDirectory();
 std::string UploadDirectory();
 
+constexpr char kCurrentActionFileName[] = "currentAction.xml";
+constexpr char kLastActionFileName[] = "lastAction.xml";
+
 std::string ConfigurationDirectory();
 std::string CurrentActionFilePath();         // currentAction.xml
 std::string LastActionFilePath();            // lastAction.xml
