@@ -1,7 +1,7 @@
 #include "actions/action_allowed.h"
 
-#include "actions/process_finder.h"
-#include "actions/result_codes.h"
+#include "platform/process_finder.h"
+#include "exchange/result_codes.h"
 #include "exchange/paths.h"
 #include "kx/tal/log.h"
 
@@ -10,15 +10,15 @@ namespace kx::actions {
 int32_t IsActionAllowed(const std::string& webMethodName, bool allowedInRunMode) {
   KX_LOG(tal::logmask::kEntry, "IsActionAllowed()");
   if (!exchange::IsSafeMode()) {
-    if (allowedInRunMode) return kResultOk;
-    return webMethodName == "Format" ? kResultFormatNotAllowed : kResultFail;
+    if (allowedInRunMode) return exchange::kResultOk;
+    return webMethodName == "Format" ? exchange::kResultFormatNotAllowed : exchange::kResultFail;
   }
-  if (!IsDaemonRunning()) {
+  if (!platform::IsDaemonRunning()) {
     // The misspelling is part of the message that log readers search for.
     KX_LOG(tal::logmask::kError, "Installation Deamon isn't running.");
-    return kResultFail;
+    return exchange::kResultFail;
   }
-  return kResultOk;
+  return exchange::kResultOk;
 }
 
 }  // namespace kx::actions

@@ -6,7 +6,7 @@
 
 #include "exchange/paths.h"
 #include "actions/request_files.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/start_time.h"
 #include "actions/update_precheck.h"
 #include "actions/web_methods.h"
@@ -16,8 +16,8 @@
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
 #include "platform/target_config.h"
-#include "plugin/progress_state.h"
-#include "plugin/request_helpers.h"
+#include "actions/progress_state.h"
+#include "webrequest/request_helpers.h"
 #include "exchange/request_files.h"
 
 namespace kx::actions {
@@ -33,14 +33,14 @@ constexpr char kSoftwareUpdateAction[] = "SoftwareUpdate";
 // InvalidSequence when it is not UTF-8.
 std::string ReadText(const KeyValuePairList& form, const wchar_t* name) {
   std::wstring value;
-  plugin::GetPOSTValue(form, name, value);
+  webrequest::GetPOSTValue(form, name, value);
   return tal::WideToUtf8(value);
 }
 
 // The answer to a malformed request: HTTP 400 and no body.
 int32_t RefuseBadRequest(int32_t& httpStatus) {
   httpStatus = kBadRequest;
-  return kResultInvalidArgument;
+  return exchange::kResultInvalidArgument;
 }
 
 // Mode attribute: "1" when the target is in safe mode or install mode.
@@ -62,7 +62,7 @@ std::string BeginActionAnswer(int32_t lockResult, const std::string& lockFilePat
 
 int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
                     int32_t& httpStatus, bool&) {
-  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "BeginAction()");
 
   std::string actionId;
@@ -85,7 +85,7 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
   if (action == kSoftwareUpdateAction) {
     const int32_t preCheck = SoftwareUpdatePreCheck(action);
     if (preCheck < 0) {
-      plugin::WriteResultXml(output, L"BeginAction", preCheck, L"");
+      webrequest::WriteResultXml(output, L"BeginAction", preCheck, L"");
       return preCheck;
     }
   }
@@ -93,7 +93,7 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
   std::string lockFilePath;
   const int32_t lockResult = ObtainActionLock(actionId, customLockHolder, lockFilePath);
   if (lockResult < 0) {
-    plugin::WriteResultXml(output, L"BeginAction", lockResult, L"");
+    webrequest::WriteResultXml(output, L"BeginAction", lockResult, L"");
     return lockResult;
   }
 
@@ -104,7 +104,7 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
 
 int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& output,
                        int32_t& httpStatus, bool& restart) {
-  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "FinalizeAction()");
 
   std::string actionId;
@@ -115,16 +115,16 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
     actionId = ReadText(form, L"ActionID");
     webMethod = ReadText(form, L"WebMethod");
     action = ReadText(form, L"Action");
-    plugin::GetPOSTValue(form, L"Options", options);
+    webrequest::GetPOSTValue(form, L"Options", options);
   } catch (const tal::exception::Exception&) {
     return RefuseBadRequest(httpStatus);
   }
 
   const int32_t result =
       HasActionLock(actionId) == 0
-          ? kResultInvalidArgument
+          ? exchange::kResultInvalidArgument
           : CreatePostActionIni(exchange::RequestFilePath(exchange::kPostActionRequest.fileName), webMethod, action, options, 0);
-  plugin::WriteResultXml(output, L"FinalizeAction", result, L"");
+  webrequest::WriteResultXml(output, L"FinalizeAction", result, L"");
   // The daemon acts on the post-action request once the reply has gone out.
   restart = result >= 0;
   return result;
@@ -132,7 +132,7 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
 
 int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output,
                      int32_t& httpStatus, bool&) {
-  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "CancelAction()");
 
   std::string actionId;
@@ -144,7 +144,7 @@ int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output
 
   // Whether this ID may drop the lock is the action-lock service's decision alone.
   const int32_t result = RemoveActionLock(actionId);
-  plugin::WriteResultXml(output, L"CancelAction", result, L"");
+  webrequest::WriteResultXml(output, L"CancelAction", result, L"");
   return result;
 }
 

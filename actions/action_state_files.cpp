@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "exchange/paths.h"
-#include "actions/ownership.h"
+#include "platform/ownership.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 
@@ -22,7 +22,7 @@ bool CreateActionXML(const std::string& fileName, const std::string& text) noexc
     if (!IsPlainFileName(fileName)) return false;
     const std::string path = tal::JoinPath(exchange::ConfigurationDirectory(), fileName);
     tal::WriteTextFile(path, text);
-    SetToDefaultOwnerGroupAndPermissions(path);
+    platform::SetToDefaultOwnerGroupAndPermissions(path);
     return true;
   } catch (const std::exception&) {
     return false;

@@ -4,21 +4,16 @@
 #include <string>
 
 #include "exchange/paths.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "plugin/request_helpers.h"
+#include "webrequest/request_helpers.h"
 
 namespace kx::actions {
 namespace {
-
-// Answers without "config.cdf": positive codes are successful answers too.
-constexpr int32_t kResultNoConfiguration = 0x41CE7;       // neither config.cdf nor config.old
-constexpr int32_t kResultFailedInstallPending = 0x4089A;  // config.old and a pending action
-constexpr int32_t kResultFailedInstall = kResultNotLockHolder;  // config.old, no action
 
 // The document up to its first empty line: the answer has always stopped there,
 // and remote hosts expect exactly that much.
@@ -30,7 +25,7 @@ int32_t ReadUpToBlankLine(const std::string& path, std::string& output) {
     return 0;
   } catch (const tal::exception::Exception&) {
     output.clear();
-    return kResultSaveFailed;
+    return exchange::kResultSaveFailed;
   }
 }
 
@@ -43,11 +38,12 @@ int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string& outp
   if (tal::PathExists(configuration)) {
     result = ReadUpToBlankLine(configuration, output);
   } else if (!tal::PathExists(exchange::FailedInstallationMarkerPath())) {
-    result = kResultNoConfiguration;
+    result = exchange::kResultNoConfiguration;
   } else {
-    result = exchange::CurrentActionDirectory().empty() ? kResultFailedInstall : kResultFailedInstallPending;
+    result = exchange::CurrentActionDirectory().empty() ? exchange::kResultFailedInstall
+                                                         : exchange::kResultFailedInstallPending;
   }
-  if (result != 0) plugin::WriteResultXml(output, L"INSTALLATION", result, L"");
+  if (result != 0) webrequest::WriteResultXml(output, L"INSTALLATION", result, L"");
   return result;
 }
 

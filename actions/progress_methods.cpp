@@ -6,7 +6,7 @@
 #include <string>
 
 #include "exchange/paths.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
@@ -15,8 +15,8 @@
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "platform/target_config.h"
-#include "plugin/progress_state.h"
-#include "plugin/request_helpers.h"
+#include "actions/progress_state.h"
+#include "webrequest/request_helpers.h"
 
 namespace kx::actions {
 namespace {
@@ -59,7 +59,7 @@ std::string CurrentActionText() {
   if (!current.empty()) return current;
 
   KX_LOG(kInfo, "Getting current action from shared memory");
-  if (const tal::osdep::SimpleSharedMemory* region = plugin::ProgressRegion()) {
+  if (const tal::osdep::SimpleSharedMemory* region = actions::ProgressRegion()) {
     region->CheckIntegrity(0);
     current = region->ReadText(tal::osdep::SimpleSharedMemory::kDataPosition);
     TrimTrailingWhiteSpace(current);
@@ -80,12 +80,12 @@ int32_t Ping(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, b
   };
   output = kAnswers[flag ? 1 : 0];
   KX_LOG(kInfo, output);
-  return kResultOk;
+  return exchange::kResultOk;
 }
 
 int32_t Progress(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
   std::string answer = std::string(kXmlDeclaration) + "<Progress>\n";
-  tal::osdep::NamedMutexLock lock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   try {
     const std::string current = CurrentActionText();
     answer += current.empty() ? "<Current/>\n" : current;
@@ -96,13 +96,13 @@ int32_t Progress(const KeyValuePairList&, uint32_t, std::string& output, int32_t
       AppendLines(lastPath, answer);
     }
   } catch (const tal::exception::Exception&) {
-    plugin::WriteResultXml(output, L"Progress", kResultSaveFailed, L"");
-    return kResultSaveFailed;
+    webrequest::WriteResultXml(output, L"Progress", exchange::kResultSaveFailed, L"");
+    return exchange::kResultSaveFailed;
   }
   answer += "</Progress>";
   lock.Release();
   output = std::move(answer);
-  return kResultOk;
+  return exchange::kResultOk;
 }
 
 }  // namespace kx::actions

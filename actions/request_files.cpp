@@ -3,7 +3,7 @@
 #include <memory>
 #include <new>
 
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/log.h"
@@ -24,12 +24,12 @@ int32_t WriteRequestFile(const std::string& path, Fill fill) {
   try {
     auto document = std::make_unique<ini::Document>();
     document->SetWriteSettings(kMaxLineLength, kBreakChar, kWriteOptions);
-    if (!fill(*document)) return kResultOutOfMemory;
+    if (!fill(*document)) return exchange::kResultOutOfMemory;
     // Never relative to the working directory: there is no current action then.
-    if (path.empty() || path.front() != '/') return kResultSaveFailed;
-    return document->Save(path) < 0 ? kResultSaveFailed : kResultOk;
+    if (path.empty() || path.front() != '/') return exchange::kResultSaveFailed;
+    return document->Save(path) < 0 ? exchange::kResultSaveFailed : exchange::kResultOk;
   } catch (const std::bad_alloc&) {
-    return kResultOutOfMemory;
+    return exchange::kResultOutOfMemory;
   }
 }
 

@@ -11,7 +11,7 @@
 #include "actions/action_state_files.h"
 #include "exchange/paths.h"
 #include "exchange/state_files.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
 #include "catalogue/repository.h"
 #include "kx/tal/exception/exception.h"
@@ -20,8 +20,8 @@
 #include "kx/tal/string_base.h"
 #include "kx/tal/text_file.h"
 #include "platform/action_lock.h"
-#include "plugin/progress_state.h"
-#include "plugin/request_helpers.h"
+#include "actions/progress_state.h"
+#include "webrequest/request_helpers.h"
 #include "exchange/request_files.h"
 
 namespace kx::actions {
@@ -44,9 +44,9 @@ bool SafeModeSoftwareInstalled() {
 // Ends the action as refused: records it as the last action and gives up its lock.
 void RefuseInSafeModeSoftware(const std::string& actionId) {
   const std::string line =
-      exchange::LastActionLine(actionId, "SoftwareUpdate", kResultSafeModeInstalled, std::time(nullptr));
+      exchange::LastActionLine(actionId, "SoftwareUpdate", exchange::kResultSafeModeInstalled, std::time(nullptr));
   {
-    tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+    tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
     CreateActionXML(exchange::kLastActionFileName, line);
   }
   RemoveActionLock(actionId);
@@ -54,7 +54,7 @@ void RefuseInSafeModeSoftware(const std::string& actionId) {
 
 // Where the catalogue comes from: the one uploaded file, or the body itself.
 struct CatalogueSource {
-  int32_t result = kResultOk;
+  int32_t result = exchange::kResultOk;
   std::string uploadedFile;  // empty: the body is the catalogue
 };
 
@@ -65,32 +65,32 @@ CatalogueSource FindCatalogue(uint32_t request, const std::string& body) {
   if (uploads != nullptr) {
     const UploadedFile* first = UploadedFilesList_GetFirst(uploads);
     if (first == nullptr || first->next != nullptr) {
-      source.result = kResultInvalidArgument;
+      source.result = exchange::kResultInvalidArgument;
     } else {
       source.uploadedFile = first->localPath;
     }
     UploadedFilesList_Release(uploads);
   } else if (body.empty()) {
-    source.result = kResultInvalidArgument;
+    source.result = exchange::kResultInvalidArgument;
   }
-  if (source.result != kResultOk) KX_LOG(kError2, kNoCatalogueMessage);
+  if (source.result != exchange::kResultOk) KX_LOG(kError2, kNoCatalogueMessage);
   return source;
 }
 
 int32_t PlaceCatalogue(const CatalogueSource& source, const std::string& body,
                        const std::string& installCdfPath) {
-  if (installCdfPath.empty()) return kResultSaveFailed;
+  if (installCdfPath.empty()) return exchange::kResultSaveFailed;
   if (!source.uploadedFile.empty()) {
-    if (source.uploadedFile[0] != '/') return kResultSaveFailed;
+    if (source.uploadedFile[0] != '/') return exchange::kResultSaveFailed;
     // The host keeps uploads on the file system of the action exchange directory.
-    return std::rename(source.uploadedFile.c_str(), installCdfPath.c_str()) == 0 ? kResultOk
-                                                                              : kResultSaveFailed;
+    return std::rename(source.uploadedFile.c_str(), installCdfPath.c_str()) == 0 ? exchange::kResultOk
+                                                                              : exchange::kResultSaveFailed;
   }
   try {
     tal::WriteTextFile(installCdfPath, body);
-    return kResultOk;
+    return exchange::kResultOk;
   } catch (const std::exception&) {
-    return kResultSaveFailed;
+    return exchange::kResultSaveFailed;
   }
 }
 
@@ -98,20 +98,20 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   KX_LOG(kEntry, "UpdateInstalledSoftware()");
   // A body that is not UTF-8 text throws InvalidSequence, which the frame answers
   // with HTTP 500. The host bounds the body's size.
-  const std::string body = tal::WideToUtf8(plugin::GetPostData(request));
+  const std::string body = tal::WideToUtf8(webrequest::GetPostData(request));
   const ActionCommand command = ReadActionCommand(body);
   // Only the exact "NO" keeps the target from being restarted into install mode.
   const bool allowedInRunMode = command.autoReboot != std::string("NO");
 
-  if (HasActionLock(command.actionId) == 0) return kResultNotLockHolder;
+  if (HasActionLock(command.actionId) == 0) return exchange::kResultNotLockHolder;
   if (SafeModeSoftwareInstalled()) {
     RefuseInSafeModeSoftware(command.actionId);
-    return kResultSafeModeInstalled;
+    return exchange::kResultSafeModeInstalled;
   }
   KX_LOG(kInfo, "InstallCDFData: " + body + "\nactionID: " + command.actionId);
 
   const CatalogueSource source = FindCatalogue(request, body);
-  if (source.result != kResultOk) return source.result;
+  if (source.result != exchange::kResultOk) return source.result;
   // Updates follow the image-restore rule on purpose.
   const int32_t allowed = IsActionAllowed("SetSystemImage", allowedInRunMode);
   if (allowed < 0) return allowed;
@@ -125,7 +125,7 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   const std::string installCdfPath = exchange::RequestFilePath(exchange::kInstallCatalogueName);
   int32_t result;
   {
-    tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+    tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
     result = PlaceCatalogue(source, body, installCdfPath);
     KX_LOG(kInfo, "installCdfPath: " + installCdfPath);
   }
@@ -138,7 +138,7 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
 int32_t SoftwareUpdate(const KeyValuePairList&, uint32_t request, std::string& output, int32_t&,
                        bool& restart) {
   const int32_t result = UpdateInstalledSoftware(request, restart);
-  plugin::WriteResultXml(output, L"SoftwareUpdate", result, L"");
+  webrequest::WriteResultXml(output, L"SoftwareUpdate", result, L"");
   return result;
 }
 

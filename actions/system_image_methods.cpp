@@ -10,17 +10,17 @@
 #include "actions/action_state_files.h"
 #include "exchange/paths.h"
 #include "exchange/state_files.h"
-#include "actions/no_window_external_application.h"
+#include "platform/no_window_external_application.h"
 #include "actions/request_files.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
-#include "plugin/progress_state.h"
-#include "plugin/request_helpers.h"
+#include "actions/progress_state.h"
+#include "webrequest/request_helpers.h"
 #include "exchange/request_files.h"
 
 namespace kx::actions {
@@ -41,13 +41,13 @@ class FormReader {
   FormReader& Text(const wchar_t* name, std::string& value) {
     Read([&] {
       std::wstring wide;
-      plugin::GetPOSTValue(form_, name, wide);
+      webrequest::GetPOSTValue(form_, name, wide);
       value = tal::WideToUtf8(wide);
     });
     return *this;
   }
   FormReader& Number(const wchar_t* name, uint32_t& value) {
-    Read([&] { plugin::GetPOSTValue(form_, name, value); });
+    Read([&] { webrequest::GetPOSTValue(form_, name, value); });
     return *this;
   }
   bool Ok() const { return ok_; }
@@ -70,7 +70,7 @@ class FormReader {
 // A missing or unreadable form value: HTTP 400 without a body.
 int32_t RefuseForm(int32_t& httpStatus) {
   httpStatus = 400;
-  return kResultInvalidArgument;
+  return exchange::kResultInvalidArgument;
 }
 
 // Writes the blacklist file when there is a blacklist. The path the daemon is
@@ -101,10 +101,10 @@ bool CanBeTested(const std::string& path) {
 
 int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint32_t options,
                  const std::string& imagePath, bool& restart) {
-  if (HasActionLock(actionId) == 0) return kResultNotLockHolder;
+  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
   KX_LOG(kInfo, "Options: " + std::to_string(options));
   std::string blacklistPath;
-  if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return kResultSaveFailed;
+  if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return exchange::kResultSaveFailed;
   const int32_t result =
       CreateGetImageIni(exchange::RequestFilePath(exchange::kGetImageRequest.fileName), options, imagePath, blacklistPath);
   if (result < 0) {
@@ -117,20 +117,20 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
 
 int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
                  const std::string& blacklist, uint32_t options, uint32_t timeout, bool& restart) {
-  if (HasActionLock(actionId) == 0) return kResultNotLockHolder;
+  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
   KX_LOG(kInfo, "Options: " + std::to_string(options) + "\nTimeout (Msecs): " + std::to_string(timeout) +
                     "\nlocalPath: " + hostLocalPath + "\nblacklist: " + blacklist +
                     "\nactionId: " + actionId);
 
   const std::string imagePath = exchange::HostPathToLocalPath(hostLocalPath, false);
-  NoWindowExternalApplication gzip(L"", L"", std::string());
+  platform::NoWindowExternalApplication gzip(L"", L"", std::string());
   if (!CanBeTested(imagePath) || gzip.startAndComplete("gzip", {"-t", imagePath}) == 1) {
     KX_LOG(kError2, "Created a file on the system that was corrupt.");
-    return kResultCorruptImage;
+    return exchange::kResultCorruptImage;
   }
 
   std::string blacklistPath;
-  if (!PrepareBlacklist("SetSystemImageBlacklist", blacklist, blacklistPath)) return kResultSaveFailed;
+  if (!PrepareBlacklist("SetSystemImageBlacklist", blacklist, blacklistPath)) return exchange::kResultSaveFailed;
   const int32_t allowed =
       IsActionAllowed("SetSystemImage", (options & kOptionNoInstallModeRestart) == 0);
   if (allowed < 0) return allowed;
@@ -147,7 +147,7 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
 }
 
 int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t options, bool& restart) {
-  if (HasActionLock(actionId) == 0) return kResultNotLockHolder;
+  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
   const int32_t allowed = IsActionAllowed("Format", (options & kOptionFormatInRunMode) != 0);
   if (allowed < 0) {
     KX_LOG(kError2, "Formatting isn't allowed with the given options: " + std::to_string(options) +
@@ -157,7 +157,7 @@ int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t opt
   const std::string path = exchange::RequestFilePath(exchange::kFormatRequest.fileName);
   KX_LOG(kInfo, "Formatting with options: " + std::to_string(options) +
                     ", timeout: " + std::to_string(timeout));
-  if (path.empty()) return kResultNoRequestPath;
+  if (path.empty()) return exchange::kResultNoRequestPath;
   const int32_t result = CreateFormatIni(path, timeout, options);
   restart = result >= 0;
   return result;
@@ -174,7 +174,7 @@ int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
            .Number(L"Options", options).Ok()) {
     return RefuseForm(httpStatus);
   }
-  tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
   const std::string actionDirectory = exchange::CurrentActionDirectory();
   const std::string imagePath =
       actionDirectory.empty() ? std::string() : tal::JoinPath(actionDirectory, exchange::kSystemImageName);
@@ -196,9 +196,9 @@ int32_t SetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
            .Ok()) {
     return RefuseForm(httpStatus);
   }
-  tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
   const int32_t result = SetImage(actionId, localPath, blacklist, options, timeout, restart);
-  plugin::WriteResultXml(output, L"SetSystemImage", result, L"");
+  webrequest::WriteResultXml(output, L"SetSystemImage", result, L"");
   return result;
 }
 
@@ -211,9 +211,9 @@ int32_t Format(const KeyValuePairList& form, uint32_t, std::string& output, int3
            .Number(L"Options", options).Ok()) {
     return RefuseForm(httpStatus);
   }
-  tal::osdep::NamedMutexLock progressLock(plugin::ProgressMutex());
+  tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
   const int32_t result = FormatTarget(actionId, timeout, options, restart);
-  plugin::WriteResultXml(output, L"Format", result, L"");
+  webrequest::WriteResultXml(output, L"Format", result, L"");
   return result;
 }
 

@@ -1,7 +1,7 @@
 #include "actions/update_precheck.h"
 
 #include "exchange/paths.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "catalogue/repository.h"
 
 namespace kx::actions {
@@ -11,9 +11,9 @@ int32_t SoftwareUpdatePreCheck(const std::string& action) {
   const int loadStatus = installed.LoadOneDocument(exchange::InstalledConfigurationPath());
   if (loadStatus < 0) return loadStatus;
   const auto stacks = installed.SupportedStacks();
-  if (stacks.status != 0 || stacks.entries.empty()) return kResultOk;
-  if (!catalogue::BlocksSoftwareUpdate(*stacks.entries.front())) return kResultOk;
-  return action.empty() ? kResultUpdateBlockedNoAction : kResultUpdateBlocked;
+  if (stacks.status != 0 || stacks.entries.empty()) return exchange::kResultOk;
+  if (!catalogue::BlocksSoftwareUpdate(*stacks.entries.front())) return exchange::kResultOk;
+  return action.empty() ? exchange::kResultUpdateBlockedNoAction : exchange::kResultUpdateBlocked;
 }
 
 }  // namespace kx::actions

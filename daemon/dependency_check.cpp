@@ -1,6 +1,6 @@
 #include "daemon/dependency_check.h"
 
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "catalogue/target_support.h"
 #include "daemon/status_log.h"
 
@@ -30,7 +30,7 @@ void CheckUpdate(const UpdatePlan& plan, const DaemonSettings& settings) {
       if (IsMet(*dependency, plan.configuration)) continue;
       const std::string message = Describe(*package) + " needs " + DescribeDependency(*dependency) +
                                   ", which the new configuration does not provide";
-      if (!dependency->isSoft) throw UpdateRefused(actions::kResultUpdateBlocked, message);
+      if (!dependency->isSoft) throw UpdateRefused(exchange::kResultUpdateBlocked, message);
       ReportInfo("warning: " + message + " (a soft dependency: the update goes on)");
     }
   }
@@ -38,7 +38,7 @@ void CheckUpdate(const UpdatePlan& plan, const DaemonSettings& settings) {
     const int support = catalogue::CheckTargetSupport(*package, settings.processor, settings.deviceClass,
                                                       settings.osName, catalogue::Version{}, true);
     if (support != 0) {
-      throw UpdateRefused(actions::kResultUpdateBlocked,
+      throw UpdateRefused(exchange::kResultUpdateBlocked,
                           Describe(*package) + " does not suit this controller (processor \"" + settings.processor +
                               "\", device class \"" + settings.deviceClass + "\", OS \"" + settings.osName + "\")");
     }

@@ -4,8 +4,8 @@
 
 #include <exception>
 
-#include "actions/remove_dir_hierarchy.h"
-#include "actions/result_codes.h"
+#include "platform/remove_dir_hierarchy.h"
+#include "exchange/result_codes.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/file_operations.h"
 #include "daemon/root_walk.h"
@@ -45,7 +45,7 @@ int32_t RunFormat(const std::string& actionDirectory, ProgressReporter& progress
   if (!MayChangeWholeRoot(LoadDaemonSettings())) {
     ReportError("format refused: the system root is \"/\" and kxsid.ini does not allow it "
                 "([Safety] AllowFormatAndRestoreOfRoot=1)");
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   const std::string userFileSystem = tal::RootedPath(exchange::kUserFileSystem);
   try {
@@ -54,11 +54,11 @@ int32_t RunFormat(const std::string& actionDirectory, ProgressReporter& progress
       struct stat info {};
       if (!LStat(path, info)) {
         ReportInfo("there is no " + userFileSystem + ": nothing to format");
-        return actions::kResultOk;
+        return exchange::kResultOk;
       }
       if (!S_ISDIR(info.st_mode)) {
         ReportError("format refused: " + path + " is not a directory");
-        return actions::kResultFail;
+        return exchange::kResultFail;
       }
     }
     const std::vector<std::string> names = DirectoryNames(userFileSystem);
@@ -68,18 +68,18 @@ int32_t RunFormat(const std::string& actionDirectory, ProgressReporter& progress
       progress.Update(static_cast<int>(100 * i / names.size()), "Formatting " + userFileSystem);
       if (IsKept(names[i])) continue;
       const std::string path = tal::JoinPath(userFileSystem, names[i]);
-      if (actions::RemoveDirHierarchy(path) != 0) {
+      if (platform::RemoveDirHierarchy(path) != 0) {
         ReportError("cannot remove everything of " + path);
         removedAll = false;
       }
     }
-    if (!removedAll) return actions::kResultFail;
+    if (!removedAll) return exchange::kResultFail;
   } catch (const std::exception& error) {
     ReportError(std::string("the format failed: ") + error.what());
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   ReportInfo(userFileSystem + " is empty but for the action exchange");
-  return actions::kResultOk;
+  return exchange::kResultOk;
 }
 
 }  // namespace kx::daemon

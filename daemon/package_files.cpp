@@ -6,8 +6,8 @@
 #include <cstdio>
 
 #include "exchange/paths.h"
-#include "actions/ownership.h"
-#include "actions/result_codes.h"
+#include "platform/ownership.h"
+#include "exchange/result_codes.h"
 #include "daemon/rooted_target.h"
 #include "daemon/status_log.h"
 #include "daemon/tar_archive.h"
@@ -24,7 +24,7 @@ using catalogue::Package;
 using Kind = FileOperation::Kind;
 
 [[noreturn]] void Refuse(const Package& package, const std::string& problem) {
-  throw UpdateRefused(actions::kResultUpdateBlocked, Describe(package) + ": " + problem);
+  throw UpdateRefused(exchange::kResultUpdateBlocked, Describe(package) + ": " + problem);
 }
 
 bool IsDigits(const std::string& text) {
@@ -34,7 +34,7 @@ bool IsDigits(const std::string& text) {
 // "rwxr-xr-x" or octal digits; empty gives `fallback`.
 mode_t ParsePermissions(const Package& package, const std::string& text, mode_t fallback) {
   if (text.empty()) return fallback;
-  if (text.size() == 9) return static_cast<mode_t>(actions::SymbolicModeToMode(text));
+  if (text.size() == 9) return static_cast<mode_t>(platform::SymbolicModeToMode(text));
   if (text.size() <= 4 && text.find_first_not_of("01234567") == std::string::npos) {
     return static_cast<mode_t>(std::stoul(text, nullptr, 8));
   }
@@ -54,8 +54,8 @@ FileAttributes Attributes(const Package& package, const std::string& permissions
                           const std::string& group, mode_t fallbackMode) {
   FileAttributes attributes;
   attributes.mode = ParsePermissions(package, permissions, fallbackMode);
-  attributes.owner = ParseId<uid_t>(package, owner, actions::GetUserID, "OWNER");
-  attributes.group = ParseId<gid_t>(package, group, actions::GetGroupID, "GROUP");
+  attributes.owner = ParseId<uid_t>(package, owner, platform::GetUserID, "OWNER");
+  attributes.group = ParseId<gid_t>(package, group, platform::GetGroupID, "GROUP");
   return attributes;
 }
 

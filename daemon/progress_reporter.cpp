@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "actions/ownership.h"
+#include "platform/ownership.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
 #include "exchange/ipc_names.h"
@@ -26,7 +26,7 @@ std::string Shortened(const std::string& text) {
 // The state files go to the default owner, group and mode, as the plug-in's do.
 void WriteStateFile(const std::string& path, const std::string& text) {
   ReplaceFileWithText(path, text, FileAttributes{0664});
-  actions::SetToDefaultOwnerGroupAndPermissions(path);
+  platform::SetToDefaultOwnerGroupAndPermissions(path);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "exchange/paths.h"
-#include "actions/remove_dir_hierarchy.h"
-#include "actions/result_codes.h"
+#include "platform/remove_dir_hierarchy.h"
+#include "exchange/result_codes.h"
 #include "daemon/format_request.h"
 #include "daemon/post_action.h"
 #include "daemon/software_update.h"
@@ -77,7 +77,7 @@ void RequestHandler::RecoverInterruptedWork() {
         const std::string path = directory.empty() ? "" : tal::JoinPath(directory, request.fileName);
         if (!request.inTransaction || path.empty() || !tal::PathExists(path)) continue;
         MarkCarriedOut(path);
-        progress_.Record(ActionId(directory), request.actionType, actions::kResultFail);
+        progress_.Record(ActionId(directory), request.actionType, exchange::kResultFail);
         break;
       }
     }
@@ -85,7 +85,7 @@ void RequestHandler::RecoverInterruptedWork() {
     ReportError(std::string("cannot roll back the interrupted change: ") + error.what());
   }
   if (!directory.empty() && tal::PathExists(UpdateScratchDirectory(directory))) {
-    actions::RemoveDirHierarchy(UpdateScratchDirectory(directory));
+    platform::RemoveDirHierarchy(UpdateScratchDirectory(directory));
   }
 }
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "exchange/paths.h"
-#include "actions/remove_dir_hierarchy.h"
-#include "actions/result_codes.h"
+#include "platform/remove_dir_hierarchy.h"
+#include "exchange/result_codes.h"
 #include "catalogue/cdf_writer.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/dependency_check.h"
@@ -128,10 +128,10 @@ int32_t Apply(const UpdatePlan& plan, const PreparedUpdate& prepared,
     } catch (const std::exception& rollBackError) {
       ReportError(rollBackError.what());
     }
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   ReportInfo("the new configuration is in place");
-  return actions::kResultOk;
+  return exchange::kResultOk;
 }
 
 void ReportPlan(const UpdatePlan& plan) {
@@ -150,7 +150,7 @@ std::string UpdateScratchDirectory(const std::string& actionDirectory) {
 
 int32_t RunSoftwareUpdate(const std::string& actionDirectory, ProgressReporter& progress) {
   const std::string scratch = UpdateScratchDirectory(actionDirectory);
-  int32_t result = actions::kResultFail;
+  int32_t result = exchange::kResultFail;
   try {
     progress.Update(2, "Reading the catalogues");
     const DaemonSettings settings = LoadDaemonSettings();
@@ -163,7 +163,7 @@ int32_t RunSoftwareUpdate(const std::string& actionDirectory, ProgressReporter& 
     const PreparedUpdate prepared = Prepare(plan, scratch);
     if (plan.installs.empty() && plan.removals.empty()) {
       ReportInfo("nothing to change");
-      result = actions::kResultOk;
+      result = exchange::kResultOk;
     } else {
       result = Apply(plan, prepared, progress);
     }
@@ -172,9 +172,9 @@ int32_t RunSoftwareUpdate(const std::string& actionDirectory, ProgressReporter& 
     result = refusal.Code();
   } catch (const std::exception& error) {
     ReportError(std::string("update failed, nothing changed: ") + error.what());
-    result = actions::kResultFail;
+    result = exchange::kResultFail;
   }
-  if (tal::PathExists(scratch)) actions::RemoveDirHierarchy(scratch);
+  if (tal::PathExists(scratch)) platform::RemoveDirHierarchy(scratch);
   return result;
 }
 

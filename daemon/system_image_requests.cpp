@@ -5,8 +5,8 @@
 #include <exception>
 #include <utility>
 
-#include "actions/ownership.h"
-#include "actions/result_codes.h"
+#include "platform/ownership.h"
+#include "exchange/result_codes.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/exchange_request_path.h"
 #include "daemon/file_operations.h"
@@ -72,8 +72,8 @@ class PercentScale {
 // The image holds everything of the controller: only the web side may read it.
 FileAttributes ImageAttributes() {
   FileAttributes attributes{0640};
-  const int64_t owner = actions::GetUserID(actions::kDefaultOwner);
-  const int64_t group = actions::GetGroupID(actions::kDefaultGroup);
+  const int64_t owner = platform::GetUserID(platform::kDefaultOwner);
+  const int64_t group = platform::GetGroupID(platform::kDefaultGroup);
   if (::geteuid() == 0 && owner >= 0 && group >= 0) {
     attributes.owner = static_cast<uid_t>(owner);
     attributes.group = static_cast<gid_t>(group);
@@ -94,10 +94,10 @@ int32_t Restore(const ImageFile& image, const ImageScope& scope, ProgressReporte
     progress.Update(100, "Rolling back");
     transaction.RollBack();
     ReportInfo("rolled back: the controller is as it was before the restore");
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   ReportInfo("the system image is restored");
-  return actions::kResultOk;
+  return exchange::kResultOk;
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ int32_t RunGetSystemImage(const std::string& actionDirectory, ProgressReporter& 
     request = ReadRequest(actionDirectory, exchange::kGetImageRequest, exchange::kImagePathKey);
   } catch (const std::exception& error) {
     ReportError(std::string("unusable image request: ") + error.what());
-    return actions::kResultInvalidArgument;
+    return exchange::kResultInvalidArgument;
   }
   try {
     const ImageScope scope(request.blacklist);
@@ -123,10 +123,10 @@ int32_t RunGetSystemImage(const std::string& actionDirectory, ProgressReporter& 
         ImageAttributes());
   } catch (const std::exception& error) {
     ReportError(std::string("no system image: ") + error.what());
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   ReportInfo("the system image is in " + request.image);
-  return actions::kResultOk;
+  return exchange::kResultOk;
 }
 
 int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& progress) {
@@ -135,12 +135,12 @@ int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& 
     request = ReadRequest(actionDirectory, exchange::kSetImageRequest, exchange::kLocalPathKey);
   } catch (const std::exception& error) {
     ReportError(std::string("unusable image request: ") + error.what());
-    return actions::kResultInvalidArgument;
+    return exchange::kResultInvalidArgument;
   }
   if (!MayChangeWholeRoot(LoadDaemonSettings())) {
     ReportError("image restore refused: the system root is \"/\" and kxsid.ini does not allow it "
                 "([Safety] AllowFormatAndRestoreOfRoot=1)");
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
   try {
     const ImageScope scope(request.blacklist);
@@ -150,10 +150,10 @@ int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& 
     return Restore(image, scope, progress);
   } catch (const ImageRefused& refusal) {
     ReportError(std::string("image refused, nothing changed: ") + refusal.what());
-    return actions::kResultCorruptImage;
+    return exchange::kResultCorruptImage;
   } catch (const std::exception& error) {
     ReportError(std::string("the image restore failed: ") + error.what());
-    return actions::kResultFail;
+    return exchange::kResultFail;
   }
 }
 

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "actions/no_window_external_application.h"
-#include "actions/remove_dir_hierarchy.h"
+#include "platform/no_window_external_application.h"
+#include "platform/remove_dir_hierarchy.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
 #include "kx/tal/file_finder.h"
@@ -29,7 +29,7 @@ std::string ReadLinkText(const std::string& path, off_t size) {
 void RunTar(const std::string& archive, const std::string& directory) {
   const std::string messages = directory + ".messages";
   RemoveFileIfPresent(messages);
-  actions::NoWindowExternalApplication tar(tal::Utf8ToWide(messages), tal::Utf8ToWide(messages), "");
+  platform::NoWindowExternalApplication tar(tal::Utf8ToWide(messages), tal::Utf8ToWide(messages), "");
   const int status = tar.startAndComplete("tar", {"-x", "-o", "-f", archive, "-C", directory});
   if (status == 0) return;
   std::string reason = "exit status " + std::to_string(status);
@@ -44,7 +44,7 @@ void RunTar(const std::string& archive, const std::string& directory) {
 }  // namespace
 
 std::vector<ArchiveEntry> UnpackArchive(const std::string& archive, const std::string& directory) {
-  if (tal::PathExists(directory)) actions::RemoveDirHierarchy(directory);
+  if (tal::PathExists(directory)) platform::RemoveDirHierarchy(directory);
   tal::CreateDirectories(directory, 0700);
   RunTar(archive, directory);
 

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <vector>
 
-#include "actions/remove_dir_hierarchy.h"
+#include "platform/remove_dir_hierarchy.h"
 #include "daemon/fault_injection.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
@@ -34,7 +34,7 @@ std::string BackupPath(const Transaction::Paths& paths, const std::string& numbe
 
 void RemoveTree(const std::string& path) {
   struct stat info {};
-  if (LStat(path, info) && actions::RemoveDirHierarchy(path) != 0) {
+  if (LStat(path, info) && platform::RemoveDirHierarchy(path) != 0) {
     throw std::runtime_error("cannot remove " + path);
   }
 }

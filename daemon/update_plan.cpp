@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "exchange/paths.h"
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "catalogue/status.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
@@ -43,25 +43,25 @@ UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const Dae
       repository_(settings.repositoryDirectory) {
   const std::string configuration = exchange::InstalledConfigurationPath();
   if (tal::PathExists(configuration) && installed_.LoadOneDocument(configuration) < 0) {
-    throw UpdateRefused(actions::kResultFail, "cannot read the installed configuration " + configuration);
+    throw UpdateRefused(exchange::kResultFail, "cannot read the installed configuration " + configuration);
   }
 
   std::string text;
   try {
     text = tal::ReadWholeFile(installCdf_);
   } catch (const std::exception& error) {
-    throw UpdateRefused(actions::kResultInvalidArgument, "cannot read install.cdf: " + std::string(error.what()));
+    throw UpdateRefused(exchange::kResultInvalidArgument, "cannot read install.cdf: " + std::string(error.what()));
   }
   catalogue::StackList stacks;
   catalogue::SectionList sections;
   catalogue::DynamicAddonList addons;
   const int status = catalogue::ReadCdfDocument(text, wanted_, stacks, sections, addons);
   if (status == catalogue::status::kUnsupportedCdfVersion) {
-    throw UpdateRefused(actions::kResultInvalidArgument, "install.cdf: CDF version 8.0 or later is not supported");
+    throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf: CDF version 8.0 or later is not supported");
   }
   if (wanted_.empty()) {
     // An update that removes everything is far more likely a mistake than a wish.
-    throw UpdateRefused(actions::kResultInvalidArgument, "install.cdf names no package");
+    throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf names no package");
   }
 
   actionPackages_.LoadDirectory(actionDirectory, true);
@@ -79,7 +79,7 @@ UpdatePlan UpdateCatalogues::Plan() const {
     const Package& wanted = *wanted_[i];
     for (size_t j = 0; j < i; ++j) {
       if (catalogue::NamesEqual(wanted_[j]->name, wanted.name)) {
-        throw UpdateRefused(actions::kResultInvalidArgument, "install.cdf names " + wanted.name + " twice");
+        throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf names " + wanted.name + " twice");
       }
     }
     const Package* installed = installed_.FindPackage(wanted.name);
@@ -90,7 +90,7 @@ UpdatePlan UpdateCatalogues::Plan() const {
     }
     const Package* definition = FindDefinition(wanted);
     if (definition == nullptr) {
-      throw UpdateRefused(actions::kResultUpdateBlocked,
+      throw UpdateRefused(exchange::kResultUpdateBlocked,
                           Describe(wanted) + " is neither in the action directory nor in the repository " +
                               repository_.Directory());
     }

@@ -13,13 +13,13 @@
 #include "discovery/system_web_server.h"
 #include "discovery/txt_record.h"
 #include "kx/tal/log.h"
-#include "platform/avahi_wrapper.h"
+#include "discovery/avahi_wrapper.h"
 #include "platform/target_config.h"
 
 namespace kx::discovery {
 namespace {
 
-using platform::AvahiPollClient;
+using discovery::AvahiPollClient;
 using tal::logmask::kEntry;
 using tal::logmask::kError2;
 using tal::logmask::kInfo;
@@ -87,11 +87,11 @@ void OnGroupState(AvahiEntryGroup* group, AvahiEntryGroupState state, void* user
 
 // Adds the service to the entry group and commits it, unless the group holds it already.
 int CreateService(Registration& registration, AvahiPollClient& client) {
-  platform::AvahiPollLock lock(client);
+  discovery::AvahiPollLock lock(client);
   if (registration.group == nullptr) {
-    registration.group = platform::AvahiEntryGroupNew(client, &OnGroupState, &registration);
+    registration.group = discovery::AvahiEntryGroupNew(client, &OnGroupState, &registration);
     if (registration.group == nullptr)
-      return avahi_client_errno(platform::AvahiClientHandle(client));
+      return avahi_client_errno(discovery::AvahiClientHandle(client));
   }
   if (!avahi_entry_group_is_empty(registration.group)) return AVAHI_OK;
   for (;;) {
@@ -123,7 +123,7 @@ void OnClientState(AvahiPollClient& client, AvahiClientState state, void* userda
       break;
     case AVAHI_CLIENT_FAILURE:
       KX_LOG(kError2, "Avahi client failure: " +
-                          ErrorText(avahi_client_errno(platform::AvahiClientHandle(client))));
+                          ErrorText(avahi_client_errno(discovery::AvahiClientHandle(client))));
       break;
     case AVAHI_CLIENT_CONNECTING:
       break;
@@ -141,13 +141,13 @@ void Withdraw(Registration* registration) {
   if (registration == nullptr) return;
   registration->stopping = true;  // callbacks from now on leave it alone
   {
-    platform::AvahiPollLock lock(*registration->client);
+    discovery::AvahiPollLock lock(*registration->client);
     AvahiEntryGroup* group = registration->group;
     registration->group = nullptr;
-    platform::AvahiEntryGroupFree(*registration->client, group);
+    discovery::AvahiEntryGroupFree(*registration->client, group);
   }
-  platform::AvahiThreadedPollStop(*registration->client);
-  platform::AvahiClientFree(registration->client);
+  discovery::AvahiThreadedPollStop(*registration->client);
+  discovery::AvahiClientFree(registration->client);
   delete registration;
 }
 
@@ -162,16 +162,16 @@ bool Register(const std::string& name, const char* type, uint16_t port, TxtList 
   registration->txt = std::move(txt);
 
   int error = AVAHI_OK;
-  AvahiPollClient* client = platform::AvahiClientNew(&OnClientState, registration.get(), error);
+  AvahiPollClient* client = discovery::AvahiClientNew(&OnClientState, registration.get(), error);
   if (client == nullptr) {
     KX_LOG(kError2, "Could not create the Avahi client: " + ErrorText(error));
     return false;
   }
   registration->client = client;
-  error = platform::AvahiThreadedPollStart(*client);
+  error = discovery::AvahiThreadedPollStart(*client);
   if (error < 0) {
     KX_LOG(kError2, "Could not start the Avahi poll: " + ErrorText(error));
-    platform::AvahiClientFree(client);
+    discovery::AvahiClientFree(client);
     return false;
   }
 
@@ -194,8 +194,8 @@ int mDnsRegisterService(const char* serviceType, const StopSignal* stop) {
   kx_targetcfg_system_GetTargetClass(targetClass);
   targetcfgGetTargetID(targetId);
 
-  platform::WebServerLocation server;
-  if (!LocateSystemWebServer(platform::WebServerLocator(), kLocatorSchedule, stop, server)) {
+  discovery::WebServerLocation server;
+  if (!LocateSystemWebServer(discovery::WebServerLocator(), kLocatorSchedule, stop, server)) {
     if (stop != nullptr && stop->Raised()) return 0;
     KX_LOG(kError2, "Could not obtain local System Web Server port and scheme. Using default.");
     server.port = kDefaultPort;

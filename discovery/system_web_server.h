@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "platform/web_server_locator.h"
+#include "discovery/web_server_locator.h"
 
 namespace kx::discovery {
 
@@ -18,8 +18,8 @@ struct LocatorSchedule {
 
 // Queries `locator` until it answers, at most `schedule.attempts` times. False
 // when every attempt failed, or as soon as `stop` (may be null) is raised.
-bool LocateSystemWebServer(const platform::WebServerLocator& locator,
+bool LocateSystemWebServer(const discovery::WebServerLocator& locator,
                            const LocatorSchedule& schedule, const StopSignal* stop,
-                           platform::WebServerLocation& location);
+                           discovery::WebServerLocation& location);
 
 }  // namespace kx::discovery

@@ -13,7 +13,7 @@
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
 #include "plugin/plugin_threads.h"
-#include "plugin/progress_state.h"
+#include "actions/progress_state.h"
 #include "exchange/ipc_names.h"
 
 namespace kx::plugin {
@@ -58,12 +58,12 @@ std::string LogDirectory() {
 }
 
 void CreateProgressRegion() {
-  if (ProgressRegion() != nullptr) return;
+  if (actions::ProgressRegion() != nullptr) return;
   try {
-    tal::osdep::NamedMutexLock guard(ProgressMutex());
-    if (ProgressRegion() == nullptr) {
-      SetProgressRegion(std::make_unique<tal::osdep::SimpleSharedMemory>(
-          exchange::kProgressRegionName, exchange::kProgressRegionSize, &ProgressMutex()));
+    tal::osdep::NamedMutexLock guard(actions::ProgressMutex());
+    if (actions::ProgressRegion() == nullptr) {
+      actions::SetProgressRegion(std::make_unique<tal::osdep::SimpleSharedMemory>(
+          exchange::kProgressRegionName, exchange::kProgressRegionSize, &actions::ProgressMutex()));
     }
   } catch (const std::exception&) {
     errno = ENOMEM;  // handlers that need the region report their own failure
@@ -88,7 +88,7 @@ void DeleteInstallationStatusLog() {
 }
 
 void WriteOutput(uint32_t handle, const std::string& output) {
-  SetResponseStreamMimeType(kXmlMime, handle);
+  webrequest::SetResponseStreamMimeType(kXmlMime, handle);
   WriteOutput_C_REST_VELO_(handle, output.data(), static_cast<uint32_t>(output.size()));
 }
 
@@ -111,9 +111,9 @@ int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart
   std::string output;
   int32_t httpStatus = 200;
 
-  const WebMethodHandler handler = MethodTable().Find(key);
+  const webrequest::WebMethodHandler handler = MethodTable().Find(key);
   if (handler == nullptr) {
-    ResponseError(handle, 501, "Unimplemented");
+    webrequest::ResponseError(handle, 501, "Unimplemented");
     KX_LOG(kError2, "Given: " + key + " which is not an implemented function.");
     return static_cast<int32_t>(0x80004005u);
   }
@@ -166,9 +166,9 @@ void PluginRun(webruntime::WebRequest* request, uint32_t handle) {
   try {
     result = Dispatch(request, handle, restart);
   } catch (const tal::exception::NotFound& e) {
-    ResponseError(handle, 404, e.what());
+    webrequest::ResponseError(handle, 404, e.what());
   } catch (const std::exception& e) {
-    ResponseError(handle, 500, e.what());
+    webrequest::ResponseError(handle, 500, e.what());
   } catch (...) {
     // nothing is answered: the host's default reply goes out
   }
@@ -180,7 +180,7 @@ void PluginFinalize() {
   KX_LOG(kEntry, "orlaFinalize()");
   DestroyAnnouncer();
   UnregisterAnnouncement();
-  SetProgressRegion(nullptr);
+  actions::SetProgressRegion(nullptr);
   MethodTable().Clear();
   tal::CloseTraceLog();
 }

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
 
 namespace kx::plugin {
@@ -10,12 +10,12 @@ namespace kx::plugin {
 int32_t NotImplementedHandler(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus,
                               bool&) {
   httpStatus = 500;
-  return actions::kResultNotImplemented;
+  return exchange::kResultNotImplemented;
 }
 
 void WebMethodTable::Fill() {
   // Alphabetical, as the table is ordered.
-  static const std::pair<const char*, WebMethodHandler> kMethods[] = {
+  static const std::pair<const char*, webrequest::WebMethodHandler> kMethods[] = {
       {"BeginAction", actions::BeginAction},
       {"Browse", NotImplementedHandler},
       {"CancelAction", actions::CancelAction},
@@ -32,7 +32,7 @@ void WebMethodTable::Fill() {
   for (const auto& [name, handler] : kMethods) Insert(name, handler);
 }
 
-void WebMethodTable::Insert(const std::string& name, WebMethodHandler handler) {
+void WebMethodTable::Insert(const std::string& name, webrequest::WebMethodHandler handler) {
   std::unique_lock<std::shared_mutex> guard(lock_);
   handlers_[name] = handler;
 }
@@ -42,7 +42,7 @@ void WebMethodTable::Clear() {
   handlers_.clear();
 }
 
-WebMethodHandler WebMethodTable::Find(const std::string& name) const {
+webrequest::WebMethodHandler WebMethodTable::Find(const std::string& name) const {
   std::shared_lock<std::shared_mutex> guard(lock_);
   const auto found = handlers_.find(name);
   return found == handlers_.end() ? nullptr : found->second;

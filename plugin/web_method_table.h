@@ -5,7 +5,7 @@
 #include <shared_mutex>
 #include <string>
 
-#include "plugin/request_helpers.h"
+#include "webrequest/request_helpers.h"
 
 namespace kx::plugin {
 
@@ -18,15 +18,15 @@ class WebMethodTable {
  public:
   // Inserts the twelve web methods, overwriting entries of the same name.
   void Fill();
-  void Insert(const std::string& name, WebMethodHandler handler);
+  void Insert(const std::string& name, webrequest::WebMethodHandler handler);
   void Clear();
   // Null when the name is not in the table.
-  WebMethodHandler Find(const std::string& name) const;
+  webrequest::WebMethodHandler Find(const std::string& name) const;
   size_t Size() const;
 
  private:
   mutable std::shared_mutex lock_;  // requests read while orlaInit/orlaFinalize may write
-  std::map<std::string, WebMethodHandler> handlers_;
+  std::map<std::string, webrequest::WebMethodHandler> handlers_;
 };
 
 }  // namespace kx::plugin

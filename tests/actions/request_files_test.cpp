@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "actions/result_codes.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_document.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
@@ -16,6 +16,7 @@
 namespace {
 
 using namespace kx::actions;
+using namespace kx::exchange;
 using Entries = std::vector<std::string>;
 
 // The file as the daemon reads it: "[section]" and "key=value" entries in file order.

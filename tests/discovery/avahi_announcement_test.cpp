@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "discovery/mdns_service.h"
-#include "platform/avahi_wrapper.h"
+#include "discovery/avahi_wrapper.h"
 #include "tests/discovery/locator_stub.h"
 #include "tests/support/scratch_root.h"
 
@@ -86,9 +86,9 @@ bool WaitUntilGone(const std::string& name) { return WaitForService(name, false)
 
 bool DaemonAnswers() {
   int error = 0;
-  kx::platform::AvahiPollClient* client = kx::platform::AvahiClientNew(
-      [](kx::platform::AvahiPollClient&, AvahiClientState, void*) {}, nullptr, error);
-  kx::platform::AvahiClientFree(client);
+  kx::discovery::AvahiPollClient* client = kx::discovery::AvahiClientNew(
+      [](kx::discovery::AvahiPollClient&, AvahiClientState, void*) {}, nullptr, error);
+  kx::discovery::AvahiClientFree(client);
   return client != nullptr;
 }
 

@@ -11,8 +11,8 @@
 using kx::discovery::LocateSystemWebServer;
 using kx::discovery::LocatorSchedule;
 using kx::discovery::StopSignal;
-using kx::platform::WebServerLocation;
-using kx::platform::WebServerLocator;
+using kx::discovery::WebServerLocation;
+using kx::discovery::WebServerLocator;
 using kx::test::LocatorStub;
 using namespace std::chrono_literals;
 

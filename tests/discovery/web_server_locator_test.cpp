@@ -1,4 +1,4 @@
-#include "platform/web_server_locator.h"
+#include "discovery/web_server_locator.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 
 #include "tests/discovery/locator_stub.h"
 
-using kx::platform::WebServerLocation;
-using kx::platform::WebServerLocator;
+using kx::discovery::WebServerLocation;
+using kx::discovery::WebServerLocator;
 using kx::test::LocatorAnswer;
 using kx::test::LocatorStub;
 

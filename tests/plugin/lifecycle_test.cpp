@@ -7,10 +7,11 @@
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "plugin/lifecycle.h"
-#include "plugin/progress_state.h"
+#include "actions/progress_state.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::plugin;
+using kx::actions::ProgressRegion;
 using kx::webruntime::MemoryRequest;
 using kx::webruntime::RequestRegistration;
 using kx::webruntime::WebRequest;

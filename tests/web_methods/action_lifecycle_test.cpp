@@ -8,12 +8,12 @@
 #include <set>
 #include <thread>
 
-#include "actions/process_finder.h"
+#include "platform/process_finder.h"
 #include "actions/web_methods.h"
 #include "exchange/action_directory_name.h"
-#include "plugin/request_helpers.h"
+#include "webrequest/request_helpers.h"
 #include "tests/support/log_recorder.h"
-#include "tests/actions/named_process.h"
+#include "tests/platform/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
 
@@ -60,7 +60,7 @@ class ActionLifecycleTest : public WebMethodTest, public testing::WithParamInter
     return paths;
   }
   // A handler called the way the frame calls it, without the frame's restart thread.
-  webruntime::MemoryRequest Call(plugin::WebMethodHandler handler, Form form, std::string body = {}) const {
+  webruntime::MemoryRequest Call(webrequest::WebMethodHandler handler, Form form, std::string body = {}) const {
     webruntime::MemoryRequest request;
     request.form = std::move(form);
     request.body = std::move(body);

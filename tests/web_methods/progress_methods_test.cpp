@@ -3,7 +3,7 @@
 
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
-#include "plugin/progress_state.h"
+#include "actions/progress_state.h"
 #include "tests/kx/tal/osdep/child_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
@@ -75,7 +75,7 @@ TEST_P(ProgressTest, CurrentActionFromTheFileOrElseTheRegion) {
   EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string(kCurrent) + kLast));
 
   std::filesystem::remove(root / kCurrentFile);
-  plugin::SetProgressRegion(nullptr);
+  actions::SetProgressRegion(nullptr);
   EXPECT_EQ(Run("Progress").output, ProgressAnswer(std::string("<Current/>\n") + kLast));
 }
 

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
-#include "actions/process_finder.h"
+#include "platform/process_finder.h"
 #include "tests/support/log_recorder.h"
-#include "tests/actions/named_process.h"
+#include "tests/platform/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
 
@@ -103,7 +103,7 @@ TEST_F(SoftwareUpdateTest, SafeModeSoftwareEndsTheActionAsRefused) {
 }
 
 TEST_F(SoftwareUpdateTest, SafeModeNeedsTheDaemonWhateverAutoReboot) {
-  if (actions::IsDaemonRunning()) GTEST_SKIP() << "a kxsid process of someone else is running";
+  if (platform::IsDaemonRunning()) GTEST_SKIP() << "a kxsid process of someone else is running";
   EnterSafeMode();
   const std::string directory = Begin();
   const std::string noReboot = "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>";

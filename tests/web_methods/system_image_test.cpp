@@ -6,9 +6,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "actions/process_finder.h"
+#include "platform/process_finder.h"
 #include "tests/support/log_recorder.h"
-#include "tests/actions/named_process.h"
+#include "tests/platform/named_process.h"
 #include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
 
@@ -168,7 +168,7 @@ TEST_F(SystemImageTest, SafeModeRules) {
   EXPECT_EQ(Run("GetSystemImage", GetImage("/mnt/userfs/data/a")).output, ImageAnswer(0));
   EXPECT_EQ(ReadFile(directory + "GetSystemImageBlacklist"), "data/a\n");
   EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "BlackListPath"), directory + "GetSystemImageBlacklist");
-  if (actions::IsDaemonRunning()) GTEST_SKIP() << "a kxsid process of someone else is running";
+  if (platform::IsDaemonRunning()) GTEST_SKIP() << "a kxsid process of someone else is running";
   MakeGzip(directory + "image.tgz");
   EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", kFail));
   EXPECT_EQ(Run("SetSystemImage", SetImage("/.syscfg-action/A1/image.tgz")).output, Answer("SetSystemImage", kFail));

@@ -1,4 +1,4 @@
-#include "actions/ownership.h"
+#include "platform/ownership.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -12,7 +12,7 @@
 
 #include "kx/tal/log.h"
 
-namespace kx::actions {
+namespace kx::platform {
 namespace {
 
 using tal::logmask::kEntry;
@@ -162,4 +162,4 @@ int32_t SymbolicModeToMode(std::string_view text) {
   return mode;
 }
 
-}  // namespace kx::actions
+}  // namespace kx::platform

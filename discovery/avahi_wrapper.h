@@ -10,7 +10,7 @@
 #include <avahi-client/client.h>
 #include <avahi-client/publish.h>
 
-namespace kx::platform {
+namespace kx::discovery {
 
 struct AvahiPollClient;
 
@@ -59,4 +59,4 @@ class AvahiPollLock {
   AvahiPollClient& client_;
 };
 
-}  // namespace kx::platform
+}  // namespace kx::discovery

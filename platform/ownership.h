@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace kx::actions {
+namespace kx::platform {
 
 constexpr char kDefaultOwner[] = "opuser";
 constexpr char kDefaultGroup[] = "kx";
@@ -29,4 +29,4 @@ int32_t SetToDefaultOwnerGroupAndPermissions(const std::string& path);
 // its position's letter or anything else for "not set"; -1 for another length.
 int32_t SymbolicModeToMode(std::string_view text);
 
-}  // namespace kx::actions
+}  // namespace kx::platform

@@ -9,7 +9,7 @@
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
 
-namespace kx::plugin {
+namespace kx::actions {
 
 // Built on first use and kept until the library is unloaded. Throws PosixError
 // when its lock file cannot be made.
@@ -19,4 +19,4 @@ tal::osdep::NamedMutex& ProgressMutex();
 tal::osdep::SimpleSharedMemory* ProgressRegion();
 void SetProgressRegion(std::unique_ptr<tal::osdep::SimpleSharedMemory> region);
 
-}  // namespace kx::plugin
+}  // namespace kx::actions

@@ -1,4 +1,4 @@
-#include "actions/no_window_external_application.h"
+#include "platform/no_window_external_application.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 
-namespace kx::actions {
+namespace kx::platform {
 namespace {
 
 using tal::logmask::kEntry;
@@ -84,4 +84,4 @@ void NoWindowExternalApplication::setup() {
   }
 }
 
-}  // namespace kx::actions
+}  // namespace kx::platform

@@ -1,4 +1,4 @@
-#include "actions/no_window_external_application.h"
+#include "platform/no_window_external_application.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-using kx::actions::NoWindowExternalApplication;
+using kx::platform::NoWindowExternalApplication;
 using kx::tal::logmask::kError2;
 using kx::tal::logmask::kInfo;
 namespace fs = std::filesystem;

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-namespace kx::platform {
+namespace kx::discovery {
 
 struct WebServerLocation {
   uint16_t port = 0;
@@ -40,4 +40,4 @@ class WebServerLocator {
   uint16_t port_;
 };
 
-}  // namespace kx::platform
+}  // namespace kx::discovery

@@ -1,4 +1,4 @@
-#include "actions/remove_dir_hierarchy.h"
+#include "platform/remove_dir_hierarchy.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include "kx/tal/file_finder.h"
 #include "kx/tal/log.h"
 
-namespace kx::actions {
+namespace kx::platform {
 namespace {
 
 using tal::logmask::kEntry;
@@ -66,4 +66,4 @@ int32_t RemoveDirHierarchy(const std::string& path) {
   return removedAll ? 0 : -1;
 }
 
-}  // namespace kx::actions
+}  // namespace kx::platform

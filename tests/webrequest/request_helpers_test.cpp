@@ -4,9 +4,9 @@
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
-#include "plugin/request_helpers.h"
+#include "webrequest/request_helpers.h"
 
-using namespace kx::plugin;
+using namespace kx::webrequest;
 using kx::webruntime::MemoryRequest;
 using kx::webruntime::RequestRegistration;
 

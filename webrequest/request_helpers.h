@@ -8,7 +8,7 @@
 
 #include "platform/webruntime/web_runtime.h"
 
-namespace kx::plugin {
+namespace kx::webrequest {
 
 // Every web method: (form values, request handle, output text, HTTP status —
 // 200 on entry, used only on failure —, restart flag — false on entry —) →
@@ -46,4 +46,4 @@ void ResponseError(uint32_t request, int32_t httpStatus, const std::string& reas
 void WriteResultXml(std::string& output, const std::wstring& element, int32_t result,
                     const std::wstring& inner);
 
-}  // namespace kx::plugin
+}  // namespace kx::webrequest

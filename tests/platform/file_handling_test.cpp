@@ -11,15 +11,14 @@
 #include <filesystem>
 #include <tuple>
 
-#include "actions/action_state_files.h"
-#include "actions/ownership.h"
-#include "actions/remove_dir_hierarchy.h"
+#include "platform/ownership.h"
+#include "platform/remove_dir_hierarchy.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 namespace {
 
-using namespace kx::actions;
+using namespace kx::platform;
 namespace fs = std::filesystem;
 
 // The IDs of the default owner and group, or false when the test cannot change owners.
@@ -48,16 +47,16 @@ TEST(OwnershipTest, SymbolicModesAndUnknownNames) {
   EXPECT_EQ(GetUserID("root") + GetGroupID("root"), 0);
 }
 
-// State files end with the default owner, group and mode, for real; unknown
+// Shared files end with the default owner, group and mode, for real; unknown
 // or empty names fall back to the defaults.
-TEST(OwnershipTest, StateFilesAndFallbacksGetTheDefaultOwner) {
+TEST(OwnershipTest, SharedFilesAndFallbacksGetTheDefaultOwner) {
   uid_t opuser;
   gid_t kx;
   if (!DefaultIds(opuser, kx)) GTEST_SKIP() << "needs root and the user opuser and group kx";
   kx::test::ScratchRoot root;
-  root.WriteFile("/etc/brenmar/share/lastAction.xml", std::string(100, 'o'));
-  const std::string path = root / "/etc/brenmar/share/lastAction.xml";
-  ASSERT_TRUE(CreateActionXML("lastAction.xml", "<Last/>\n"));
+  root.WriteFile("/state.xml", "<Last/>\n");
+  const std::string path = root / "/state.xml";
+  ASSERT_EQ(SetToDefaultOwnerGroupAndPermissions(path), 0);
   EXPECT_EQ(Owner(path), std::make_tuple(opuser, kx, mode_t{0664}));
   for (const auto& [user, group] : std::initializer_list<std::pair<const char*, const char*>>{
            {"no-such-user-kx", "root"}, {"root", "no-such-group-kx"}, {"", "root"}, {"root", ""}}) {
@@ -119,18 +118,6 @@ TEST(RemoveDirHierarchyTest, RemovesTheTreeButNotWhatLinksPointTo) {
   EXPECT_FALSE(fs::exists(root / "/tree") || fs::exists(root / "/link-to-dir"));
   EXPECT_TRUE(fs::exists(root / "/outside/keep"));
   EXPECT_EQ(RemoveDirHierarchy(root / "/missing"), -1);
-}
-
-TEST(ActionStateFilesTest, CreateActionXmlWritesWholeIntoTheConfigurationDirectoryOnly) {
-  kx::test::ScratchRoot root;
-  EXPECT_FALSE(CreateActionXML("lastAction.xml", "x"));  // no configuration directory
-  root.WriteFile("/etc/brenmar/share/lastAction.xml", std::string(100, 'o'));
-  EXPECT_TRUE(CreateActionXML("lastAction.xml", "<Last/>\n"));
-  EXPECT_EQ(kx::test::ReadFile(root / "/etc/brenmar/share/lastAction.xml"), "<Last/>\n");
-  for (const char* name : {"", ".", "..", "../lastAction.xml", "log/x.xml"}) {
-    EXPECT_FALSE(CreateActionXML(name, "x")) << name;
-  }
-  EXPECT_FALSE(fs::exists(root / "/etc/brenmar/lastAction.xml"));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "plugin/request_helpers.h"
+#include "webrequest/request_helpers.h"
 
 #include <memory>
 
@@ -6,7 +6,7 @@
 #include "kx/tal/log.h"
 #include "kx/tal/string_base.h"
 
-namespace kx::plugin {
+namespace kx::webrequest {
 
 using tal::logmask::kEntry;
 using tal::logmask::kInfo;
@@ -79,4 +79,4 @@ void WriteResultXml(std::string& output, const std::wstring& element, int32_t re
   KX_LOG(kInfo, output);
 }
 
-}  // namespace kx::plugin
+}  // namespace kx::webrequest

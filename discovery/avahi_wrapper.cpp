@@ -1,11 +1,11 @@
-#include "platform/avahi_wrapper.h"
+#include "discovery/avahi_wrapper.h"
 
 #include <avahi-common/error.h>
 #include <avahi-common/thread-watch.h>
 
 #include <list>
 
-namespace kx::platform {
+namespace kx::discovery {
 namespace {
 
 // How deep this thread is inside callbacks of ours: on the poll's thread the
@@ -129,4 +129,4 @@ void AvahiThreadedPollUnlock(AvahiPollClient& self) {
   if (callbackDepth == 0) avahi_threaded_poll_unlock(self.poll);
 }
 
-}  // namespace kx::platform
+}  // namespace kx::discovery

@@ -1,4 +1,4 @@
-#include "actions/process_finder.h"
+#include "platform/process_finder.h"
 #include "exchange/ipc_names.h"
 
 #include <dirent.h>
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-namespace kx::actions {
+namespace kx::platform {
 namespace {
 
 // The pid that an entry of /proc names, or 0 for any other entry.
@@ -43,4 +43,4 @@ pid_t FindProcess(const std::string& name) {
 
 bool IsDaemonRunning() { return FindProcess(exchange::kDaemonProcessName) != 0; }
 
-}  // namespace kx::actions
+}  // namespace kx::platform

@@ -1,4 +1,4 @@
-#include "platform/web_server_locator.h"
+#include "discovery/web_server_locator.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -12,7 +12,7 @@
 #include <optional>
 #include <string_view>
 
-namespace kx::platform {
+namespace kx::discovery {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -224,4 +224,4 @@ bool WebServerLocator::ParseAnswer(const std::string& answer, WebServerLocation&
   return true;
 }
 
-}  // namespace kx::platform
+}  // namespace kx::discovery

@@ -8,7 +8,7 @@
 
 #include "kx/tal/osdep/external_application.h"
 
-namespace kx::actions {
+namespace kx::platform {
 
 class NoWindowExternalApplication : public tal::osdep::ExternalApplication {
  public:
@@ -48,4 +48,4 @@ class NoWindowExternalApplication : public tal::osdep::ExternalApplication {
   std::string chrootDir_;
 };
 
-}  // namespace kx::actions
+}  // namespace kx::platform

@@ -1,9 +1,9 @@
-#include "plugin/progress_state.h"
+#include "actions/progress_state.h"
 #include "exchange/ipc_names.h"
 
 #include <atomic>
 
-namespace kx::plugin {
+namespace kx::actions {
 namespace {
 std::unique_ptr<tal::osdep::SimpleSharedMemory> gRegion;
 std::atomic<tal::osdep::SimpleSharedMemory*> gRegionView{nullptr};
@@ -21,4 +21,4 @@ void SetProgressRegion(std::unique_ptr<tal::osdep::SimpleSharedMemory> region) {
   gRegion = std::move(region);
 }
 
-}  // namespace kx::plugin
+}  // namespace kx::actions

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace kx::actions {
+namespace kx::platform {
 
 // The pid of the first process (in /proc directory order) whose command name
 // equals `name` exactly, or 0 when there is none.
@@ -15,4 +15,4 @@ pid_t FindProcess(const std::string& name);
 // True when a process named "kxsid" runs.
 bool IsDaemonRunning();
 
-}  // namespace kx::actions
+}  // namespace kx::platform

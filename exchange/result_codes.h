@@ -1,10 +1,11 @@
 #pragma once
-// Result codes of the installation actions: signed 32-bit, COM style, negative is failure.
-// The XML answers write them as signed decimal numbers.
+// Result codes of the installation actions: signed 32-bit, COM style, negative is
+// failure. The web methods answer them and the daemon records them as an
+// action's result; the XML answers write them as signed decimal numbers.
 
 #include <cstdint>
 
-namespace kx::actions {
+namespace kx::exchange {
 
 constexpr int32_t kResultOk = 0;
 constexpr int32_t kResultNotImplemented = static_cast<int32_t>(0x80004001u);
@@ -31,4 +32,9 @@ constexpr int32_t kResultCorruptImage = static_cast<int32_t>(0x800407CDu);
 // The format request file has no path.
 constexpr int32_t kResultNoRequestPath = static_cast<int32_t>(0x800407FEu);
 
-}  // namespace kx::actions
+// InstalledComponents without "config.cdf" (positive codes are successful answers too):
+constexpr int32_t kResultNoConfiguration = 0x41CE7;       // neither config.cdf nor config.old
+constexpr int32_t kResultFailedInstallPending = 0x4089A;  // config.old and a pending action
+constexpr int32_t kResultFailedInstall = kResultNotLockHolder;  // config.old, no action
+
+}  // namespace kx::exchange
