@@ -1,9 +1,9 @@
 #include "actions/action_allowed.h"
 
-#include "platform/process_finder.h"
-#include "exchange/result_codes.h"
 #include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/log.h"
+#include "platform/process_finder.h"
 
 namespace kx::actions {
 

@@ -4,21 +4,21 @@
 
 #include <string>
 
-#include "exchange/paths.h"
+#include "actions/progress_state.h"
 #include "actions/request_files.h"
-#include "exchange/result_codes.h"
 #include "actions/start_time.h"
 #include "actions/update_precheck.h"
 #include "actions/web_methods.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
 #include "platform/target_config.h"
-#include "actions/progress_state.h"
 #include "webrequest/request_helpers.h"
-#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -52,16 +52,14 @@ const char* ModeText() {
 }
 
 std::string BeginActionAnswer(int32_t lockResult, const std::string& lockFilePath) {
-  return std::string("<?xml version=\"1.0\"?>\n<BeginAction Result=\"") +
-         std::to_string(lockResult) + "\" Directory=\"" + exchange::RelativeActionDirectory() +
-         "\" StartTime=\"" + StartTimeText(FileModificationStartTime(lockFilePath)) +
-         "\" Mode=\"" + ModeText() + "\" />\n";
+  return std::string("<?xml version=\"1.0\"?>\n<BeginAction Result=\"") + std::to_string(lockResult) +
+         "\" Directory=\"" + exchange::RelativeActionDirectory() + "\" StartTime=\"" +
+         StartTimeText(FileModificationStartTime(lockFilePath)) + "\" Mode=\"" + ModeText() + "\" />\n";
 }
 
 }  // namespace
 
-int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
-                    int32_t& httpStatus, bool&) {
+int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus, bool&) {
   tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "BeginAction()");
 
@@ -102,8 +100,8 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
   return lockResult;
 }
 
-int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& output,
-                       int32_t& httpStatus, bool& restart) {
+int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus,
+                       bool& restart) {
   tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "FinalizeAction()");
 
@@ -120,18 +118,17 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
     return RefuseBadRequest(httpStatus);
   }
 
-  const int32_t result =
-      HasActionLock(actionId) == 0
-          ? exchange::kResultInvalidArgument
-          : CreatePostActionIni(exchange::RequestFilePath(exchange::kPostActionRequest.fileName), webMethod, action, options, 0);
+  const int32_t result = HasActionLock(actionId) == 0
+                             ? exchange::kResultInvalidArgument
+                             : CreatePostActionIni(exchange::RequestFilePath(exchange::kPostActionRequest.fileName),
+                                                   webMethod, action, options, 0);
   webrequest::WriteResultXml(output, L"FinalizeAction", result, L"");
   // The daemon acts on the post-action request once the reply has gone out.
   restart = result >= 0;
   return result;
 }
 
-int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output,
-                     int32_t& httpStatus, bool&) {
+int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus, bool&) {
   tal::osdep::NamedMutexLock lock(actions::ProgressMutex());
   KX_LOG(kEntry, "CancelAction()");
 

@@ -3,9 +3,9 @@
 #include <exception>
 
 #include "exchange/paths.h"
-#include "platform/ownership.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
+#include "platform/ownership.h"
 
 namespace kx::actions {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "actions/web_methods.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
-#include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
@@ -41,7 +41,7 @@ int32_t InstalledComponents(const KeyValuePairList&, uint32_t, std::string& outp
     result = exchange::kResultNoConfiguration;
   } else {
     result = exchange::CurrentActionDirectory().empty() ? exchange::kResultFailedInstall
-                                                         : exchange::kResultFailedInstallPending;
+                                                        : exchange::kResultFailedInstallPending;
   }
   if (result != 0) webrequest::WriteResultXml(output, L"INSTALLATION", result, L"");
   return result;

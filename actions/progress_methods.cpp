@@ -5,9 +5,10 @@
 #include <cwctype>
 #include <string>
 
+#include "actions/progress_state.h"
+#include "actions/web_methods.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
-#include "actions/web_methods.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_mutex.h"
@@ -15,7 +16,6 @@
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "platform/target_config.h"
-#include "actions/progress_state.h"
 #include "webrequest/request_helpers.h"
 
 namespace kx::actions {

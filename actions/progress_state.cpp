@@ -1,7 +1,8 @@
 #include "actions/progress_state.h"
-#include "exchange/ipc_names.h"
 
 #include <atomic>
+
+#include "exchange/ipc_names.h"
 
 namespace kx::actions {
 namespace {

@@ -3,11 +3,11 @@
 #include <memory>
 #include <new>
 
+#include "exchange/request_files.h"
 #include "exchange/result_codes.h"
 #include "ini/ini_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/log.h"
-#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -37,8 +37,8 @@ bool Set(int result) { return result == ini::kOk; }
 
 }  // namespace
 
-int32_t CreatePostActionIni(const std::string& path, const std::string& webMethod,
-                            const std::string& action, uint32_t options, int32_t retval) {
+int32_t CreatePostActionIni(const std::string& path, const std::string& webMethod, const std::string& action,
+                            uint32_t options, int32_t retval) {
   KX_LOG(tal::logmask::kEntry, "CreatePostActionIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
     const char* section = exchange::kPostActionRequest.section;
@@ -60,8 +60,8 @@ int32_t CreateGetImageIni(const std::string& path, uint32_t options, const std::
   });
 }
 
-int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t options,
-                          const std::string& localPath, const std::string& blackListPath) {
+int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t options, const std::string& localPath,
+                          const std::string& blackListPath) {
   KX_LOG(tal::logmask::kEntry, "CreateSetImageIni()");
   return WriteRequestFile(path, [&](ini::Document& ini) {
     const char* section = exchange::kSetImageRequest.section;

@@ -9,20 +9,20 @@
 #include "actions/action_allowed.h"
 #include "actions/action_command.h"
 #include "actions/action_state_files.h"
-#include "exchange/paths.h"
-#include "exchange/state_files.h"
-#include "exchange/result_codes.h"
+#include "actions/progress_state.h"
 #include "actions/web_methods.h"
 #include "catalogue/repository.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
+#include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "kx/tal/text_file.h"
 #include "platform/action_lock.h"
-#include "actions/progress_state.h"
 #include "webrequest/request_helpers.h"
-#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -77,14 +77,13 @@ CatalogueSource FindCatalogue(uint32_t request, const std::string& body) {
   return source;
 }
 
-int32_t PlaceCatalogue(const CatalogueSource& source, const std::string& body,
-                       const std::string& installCdfPath) {
+int32_t PlaceCatalogue(const CatalogueSource& source, const std::string& body, const std::string& installCdfPath) {
   if (installCdfPath.empty()) return exchange::kResultSaveFailed;
   if (!source.uploadedFile.empty()) {
     if (source.uploadedFile[0] != '/') return exchange::kResultSaveFailed;
     // The host keeps uploads on the file system of the action exchange directory.
     return std::rename(source.uploadedFile.c_str(), installCdfPath.c_str()) == 0 ? exchange::kResultOk
-                                                                              : exchange::kResultSaveFailed;
+                                                                                 : exchange::kResultSaveFailed;
   }
   try {
     tal::WriteTextFile(installCdfPath, body);
@@ -135,8 +134,7 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
 
 }  // namespace
 
-int32_t SoftwareUpdate(const KeyValuePairList&, uint32_t request, std::string& output, int32_t&,
-                       bool& restart) {
+int32_t SoftwareUpdate(const KeyValuePairList&, uint32_t request, std::string& output, int32_t&, bool& restart) {
   const int32_t result = UpdateInstalledSoftware(request, restart);
   webrequest::WriteResultXml(output, L"SoftwareUpdate", result, L"");
   return result;

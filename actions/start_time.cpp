@@ -37,16 +37,14 @@ StartTime FileModificationStartTime(const std::string& path) {
     result = ::stat(path.c_str(), &status);
   } while (result != 0 && errno == EINTR);
   if (result != 0) return StartTime();
-  return StartTimeFromUnix(static_cast<int64_t>(status.st_mtim.tv_sec),
-                           static_cast<uint32_t>(status.st_mtim.tv_nsec));
+  return StartTimeFromUnix(static_cast<int64_t>(status.st_mtim.tv_sec), static_cast<uint32_t>(status.st_mtim.tv_nsec));
 }
 
 std::string StartTimeText(const StartTime& time) {
   if (time.IsNoTime()) return "0 0 0 0";
   const uint64_t seconds = static_cast<uint64_t>(time.seconds);
-  const uint32_t words[4] = {
-      static_cast<uint32_t>(time.fraction), static_cast<uint32_t>(time.fraction >> 32),
-      static_cast<uint32_t>(seconds), static_cast<uint32_t>(seconds >> 32)};
+  const uint32_t words[4] = {static_cast<uint32_t>(time.fraction), static_cast<uint32_t>(time.fraction >> 32),
+                             static_cast<uint32_t>(seconds), static_cast<uint32_t>(seconds >> 32)};
   char text[4 * 9 + 1];
   std::snprintf(text, sizeof text, "%lX %lX %lX %lX", static_cast<unsigned long>(words[0]),
                 static_cast<unsigned long>(words[1]), static_cast<unsigned long>(words[2]),

@@ -16,9 +16,7 @@ struct StartTime {
   int64_t seconds = std::numeric_limits<int64_t>::min();  // the default is "no time"
   uint64_t fraction = 0;
 
-  bool IsNoTime() const {
-    return seconds == std::numeric_limits<int64_t>::min() && fraction == 0;
-  }
+  bool IsNoTime() const { return seconds == std::numeric_limits<int64_t>::min() && fraction == 0; }
 };
 
 // A Unix time (seconds and nanoseconds) as a StartTime.

@@ -6,22 +6,22 @@
 #include <string>
 
 #include "actions/action_allowed.h"
-#include "actions/blacklist_file.h"
 #include "actions/action_state_files.h"
-#include "exchange/paths.h"
-#include "exchange/state_files.h"
-#include "platform/no_window_external_application.h"
+#include "actions/blacklist_file.h"
+#include "actions/progress_state.h"
 #include "actions/request_files.h"
-#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
+#include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
-#include "actions/progress_state.h"
+#include "platform/no_window_external_application.h"
 #include "webrequest/request_helpers.h"
-#include "exchange/request_files.h"
 
 namespace kx::actions {
 namespace {
@@ -105,8 +105,8 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
   KX_LOG(kInfo, "Options: " + std::to_string(options));
   std::string blacklistPath;
   if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return exchange::kResultSaveFailed;
-  const int32_t result =
-      CreateGetImageIni(exchange::RequestFilePath(exchange::kGetImageRequest.fileName), options, imagePath, blacklistPath);
+  const int32_t result = CreateGetImageIni(exchange::RequestFilePath(exchange::kGetImageRequest.fileName), options,
+                                           imagePath, blacklistPath);
   if (result < 0) {
     KX_LOG(kError2, "Failed to create get image ini with result - " + std::to_string(result));
   } else {
@@ -115,12 +115,11 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
   return result;
 }
 
-int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
-                 const std::string& blacklist, uint32_t options, uint32_t timeout, bool& restart) {
+int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath, const std::string& blacklist,
+                 uint32_t options, uint32_t timeout, bool& restart) {
   if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
   KX_LOG(kInfo, "Options: " + std::to_string(options) + "\nTimeout (Msecs): " + std::to_string(timeout) +
-                    "\nlocalPath: " + hostLocalPath + "\nblacklist: " + blacklist +
-                    "\nactionId: " + actionId);
+                    "\nlocalPath: " + hostLocalPath + "\nblacklist: " + blacklist + "\nactionId: " + actionId);
 
   const std::string imagePath = exchange::HostPathToLocalPath(hostLocalPath, false);
   platform::NoWindowExternalApplication gzip(L"", L"", std::string());
@@ -131,12 +130,11 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath,
 
   std::string blacklistPath;
   if (!PrepareBlacklist("SetSystemImageBlacklist", blacklist, blacklistPath)) return exchange::kResultSaveFailed;
-  const int32_t allowed =
-      IsActionAllowed("SetSystemImage", (options & kOptionNoInstallModeRestart) == 0);
+  const int32_t allowed = IsActionAllowed("SetSystemImage", (options & kOptionNoInstallModeRestart) == 0);
   if (allowed < 0) return allowed;
 
-  const int32_t result = CreateSetImageIni(exchange::RequestFilePath(exchange::kSetImageRequest.fileName), timeout, options,
-                                           hostLocalPath, blacklistPath);
+  const int32_t result = CreateSetImageIni(exchange::RequestFilePath(exchange::kSetImageRequest.fileName), timeout,
+                                           options, hostLocalPath, blacklistPath);
   restart = result >= 0;
   if (restart) {
     KX_LOG(kInfo, "Signalling Daemon");
@@ -150,13 +148,12 @@ int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t opt
   if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
   const int32_t allowed = IsActionAllowed("Format", (options & kOptionFormatInRunMode) != 0);
   if (allowed < 0) {
-    KX_LOG(kError2, "Formatting isn't allowed with the given options: " + std::to_string(options) +
-                        " and the current state.");
+    KX_LOG(kError2,
+           "Formatting isn't allowed with the given options: " + std::to_string(options) + " and the current state.");
     return allowed;
   }
   const std::string path = exchange::RequestFilePath(exchange::kFormatRequest.fileName);
-  KX_LOG(kInfo, "Formatting with options: " + std::to_string(options) +
-                    ", timeout: " + std::to_string(timeout));
+  KX_LOG(kInfo, "Formatting with options: " + std::to_string(options) + ", timeout: " + std::to_string(timeout));
   if (path.empty()) return exchange::kResultNoRequestPath;
   const int32_t result = CreateFormatIni(path, timeout, options);
   restart = result >= 0;
@@ -165,13 +162,12 @@ int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t opt
 
 }  // namespace
 
-int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& output,
-                       int32_t& httpStatus, bool& restart) {
+int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus,
+                       bool& restart) {
   KX_LOG(kEntry, "GetSystemImage()");
   std::string actionId, blacklist;
   uint32_t options = 0;
-  if (!FormReader(form).Text(L"ActionID", actionId).Text(L"Blacklist", blacklist)
-           .Number(L"Options", options).Ok()) {
+  if (!FormReader(form).Text(L"ActionID", actionId).Text(L"Blacklist", blacklist).Number(L"Options", options).Ok()) {
     return RefuseForm(httpStatus);
   }
   tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
@@ -180,19 +176,22 @@ int32_t GetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
       actionDirectory.empty() ? std::string() : tal::JoinPath(actionDirectory, exchange::kSystemImageName);
   const int32_t result = GetImage(actionId, blacklist, options, imagePath, restart);
   // The URL is filled even when the lock is not held.
-  output = "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"" + std::to_string(result) +
-           "\" ImageFileURL=\"" + exchange::EscapeXmlAttribute(ExchangeRelativePath(imagePath, exchange::ExchangeBase(true))) +
-           "\" />";
+  output = "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"" + std::to_string(result) + "\" ImageFileURL=\"" +
+           exchange::EscapeXmlAttribute(ExchangeRelativePath(imagePath, exchange::ExchangeBase(true))) + "\" />";
   return result;
 }
 
-int32_t SetSystemImage(const KeyValuePairList& form, uint32_t, std::string& output,
-                       int32_t& httpStatus, bool& restart) {
+int32_t SetSystemImage(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus,
+                       bool& restart) {
   KX_LOG(kEntry, "SetSystemImage()");
   std::string actionId, localPath, blacklist;
   uint32_t options = 0, timeout = 0;
-  if (!FormReader(form).Text(L"ActionID", actionId).Text(L"LocalPath", localPath)
-           .Text(L"Blacklist", blacklist).Number(L"Options", options).Number(L"Timeout", timeout)
+  if (!FormReader(form)
+           .Text(L"ActionID", actionId)
+           .Text(L"LocalPath", localPath)
+           .Text(L"Blacklist", blacklist)
+           .Number(L"Options", options)
+           .Number(L"Timeout", timeout)
            .Ok()) {
     return RefuseForm(httpStatus);
   }
@@ -202,13 +201,11 @@ int32_t SetSystemImage(const KeyValuePairList& form, uint32_t, std::string& outp
   return result;
 }
 
-int32_t Format(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus,
-               bool& restart) {
+int32_t Format(const KeyValuePairList& form, uint32_t, std::string& output, int32_t& httpStatus, bool& restart) {
   KX_LOG(kEntry, "FormatTarget()");
   std::string actionId;
   uint32_t timeout = 0, options = 0;
-  if (!FormReader(form).Text(L"ActionID", actionId).Number(L"Timeout", timeout)
-           .Number(L"Options", options).Ok()) {
+  if (!FormReader(form).Text(L"ActionID", actionId).Number(L"Timeout", timeout).Number(L"Options", options).Ok()) {
     return RefuseForm(httpStatus);
   }
   tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());

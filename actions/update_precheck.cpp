@@ -1,8 +1,8 @@
 #include "actions/update_precheck.h"
 
+#include "catalogue/repository.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
-#include "catalogue/repository.h"
 
 namespace kx::actions {
 

@@ -9,9 +9,8 @@
 
 namespace kx::actions {
 
-#define KX_WEB_METHOD(Name)                                                               \
-  int32_t Name(const KeyValuePairList& form, uint32_t request, std::string& output, \
-               int32_t& httpStatus, bool& restart)
+#define KX_WEB_METHOD(Name) \
+  int32_t Name(const KeyValuePairList& form, uint32_t request, std::string& output, int32_t& httpStatus, bool& restart)
 
 // Starting, finishing and dropping an action.
 KX_WEB_METHOD(BeginAction);

@@ -37,8 +37,9 @@ std::string ProductPackage(unsigned i) {
   if (i % 5 == 0) {
     out += "\t<ISADDONOFSTACK KEY=\"" + Guid(1000000 + i % 50) + "\" GROUP=\"tools\" SELECT=\"YES\"/>\n";
   }
-  out += "\t<IMPLEMENTATION>\n\t\t<PROCESSOR VALUE=\"5A10\"/>\n\t\t<PROCESSOR VALUE=\"5B20\"/>\n"
-         "\t\t<DEVICECLASS VALUE=\"Controller\"/>\n\t\t<OS VALUE=\"Linux\"><OSVERSION VALUE=\"5.10\"/></OS>\n";
+  out +=
+      "\t<IMPLEMENTATION>\n\t\t<PROCESSOR VALUE=\"5A10\"/>\n\t\t<PROCESSOR VALUE=\"5B20\"/>\n"
+      "\t\t<DEVICECLASS VALUE=\"Controller\"/>\n\t\t<OS VALUE=\"Linux\"><OSVERSION VALUE=\"5.10\"/></OS>\n";
   for (const char* file : kPayloadFiles) {
     out += "\t\t<CODEBASE FILENAME=\"comp" + n + "/" + file + "\" TARGET=\"/usr/local/kx/" + file +
            "\" PERMISSIONS=\"0755\" OWNER=\"opuser\" GROUP=\"kx\"/>\n";
@@ -56,7 +57,8 @@ std::string ProductPackage(unsigned i) {
 std::string CatalogueFile(unsigned file) {
   std::string out = "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"5.0\"?>\n<DEFINITION>\n";
   if (file % 20 == 0) {
-    out += "<STACK NAME=\"" + Guid(1000000 + file / 20) + "\" VERSION=\"1.0\" GROUP=\"base\">\n\t<TITLE>Stack</TITLE>\n";
+    out +=
+        "<STACK NAME=\"" + Guid(1000000 + file / 20) + "\" VERSION=\"1.0\" GROUP=\"base\">\n\t<TITLE>Stack</TITLE>\n";
     for (unsigned m = 0; m < 8; ++m) out += "\t<STACKITEM NAME=\"" + Guid(m) + "\" VERSION=\"1.0\"/>\n";
     out += "\t<ADDONGROUP NAME=\"tools\"><ADDON NAME=\"" + Guid(9) + "\" VERSION=\"1\"/></ADDONGROUP>\n</STACK>\n";
   }
@@ -78,8 +80,8 @@ void BM_LoadCatalogueDirectory(benchmark::State& state) {
     packages = repository.Packages().size();
   }
   state.counters["packages"] = static_cast<double>(packages);
-  state.counters["per_file"] = benchmark::Counter(kFiles, benchmark::Counter::kIsIterationInvariantRate |
-                                                              benchmark::Counter::kInvert);
+  state.counters["per_file"] =
+      benchmark::Counter(kFiles, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 std::unique_ptr<Package> MakePackage(unsigned i, const std::string& sourcePath) {
@@ -95,8 +97,8 @@ std::unique_ptr<Package> MakePackage(unsigned i, const std::string& sourcePath) 
   p->deviceClasses = {"Controller"};
   p->operatingSystems.push_back({"Linux", ParseVersion("5.10"), ""});
   for (const char* file : kPayloadFiles) {
-    p->codebases.push_back({file, std::string("/usr/local/kx/") + file, "0755", "opuser", "kx", Version{},
-                            CodebaseType::kFile});
+    p->codebases.push_back(
+        {file, std::string("/usr/local/kx/") + file, "0755", "opuser", "kx", Version{}, CodebaseType::kFile});
   }
   p->symlinks.push_back({"/usr/local/kx/lib/libcomp.so.2", "/usr/local/kx/lib/libcomp.so", "", "", ""});
   p->dependencies.push_back(std::make_unique<ExactVersionDependency>(Guid(i + 1), ParseVersion("1.4"), "Base"));
@@ -119,9 +121,8 @@ void BM_WriteDocument(benchmark::State& state) {
   for (auto _ : state) {
     if (WriteCdfDocument(path, pointers) != 0) state.SkipWithError("write failed");
   }
-  state.counters["per_package"] = benchmark::Counter(static_cast<double>(state.range(0)),
-                                                     benchmark::Counter::kIsIterationInvariantRate |
-                                                         benchmark::Counter::kInvert);
+  state.counters["per_package"] = benchmark::Counter(
+      static_cast<double>(state.range(0)), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 }  // namespace

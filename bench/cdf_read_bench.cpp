@@ -25,26 +25,30 @@ std::string Guid(unsigned number) {
 // codebases, a link, three dependencies and an INI merge.
 void AppendPackage(std::string& out, unsigned i) {
   const std::string n = std::to_string(i);
-  out += "<SOFTPKG NAME=\"" + Guid(i) + "\" VERSION=\"2." + n + ".1\" TYPE=\"VISIBLE\" COMPATIBILITY=\"2.0\""
+  out += "<SOFTPKG NAME=\"" + Guid(i) + "\" VERSION=\"2." + n +
+         ".1\" TYPE=\"VISIBLE\" COMPATIBILITY=\"2.0\""
          " OLDESTCOMPATIBLEVERSION=\"1.5\">\n";
   out += "\t<TITLE>Component " + n + "</TITLE>\n";
   out += "\t<ABSTRACT>\nDrivers and runtime support for component " + n +
          ", installed on every controller of the product line that has the matching processor.\n\t</ABSTRACT>\n";
   out += "\t<IMPLEMENTATION>\n";
-  for (const char* processor : {"5A10", "5B20", "7C30"}) out += "\t\t<PROCESSOR VALUE=\"" + std::string(processor) + "\"/>\n";
+  for (const char* processor : {"5A10", "5B20", "7C30"})
+    out += "\t\t<PROCESSOR VALUE=\"" + std::string(processor) + "\"/>\n";
   out += "\t\t<EXCEPTPROCESSOR VALUE=\"4A00\"/>\n\t\t<DEVICECLASS VALUE=\"Controller\"/>\n";
   out += "\t\t<OS VALUE=\"Linux\"><OSVERSION VALUE=\"5.10\"/></OS>\n";
   for (const char* file : {"lib/libcomp.so.2", "bin/compd", "share/comp/defaults.ini", "share/comp/web.tar"}) {
     out += "\t\t<CODEBASE FILENAME=\"comp" + n + "/" + file + "\" TARGET=\"/usr/local/kx/" + file +
            "\" TYPE=\"SYSTEM\" PERMISSIONS=\"0755\" OWNER=\"opuser\" GROUP=\"kx\"/>\n";
   }
-  out += "\t\t<SYMLINK SOURCE=\"/usr/local/kx/lib/libcomp.so.2\" LINK=\"/usr/local/kx/lib/libcomp.so\" "
-         "PERMISSIONS=\"0777\" OWNER=\"opuser\" GROUP=\"kx\"/>\n";
+  out +=
+      "\t\t<SYMLINK SOURCE=\"/usr/local/kx/lib/libcomp.so.2\" LINK=\"/usr/local/kx/lib/libcomp.so\" "
+      "PERMISSIONS=\"0777\" OWNER=\"opuser\" GROUP=\"kx\"/>\n";
   for (const char* type : {" TYPE=\"EXACT\"", " TYPE=\"STRICT\"", ""}) {
     out += "\t\t<DEPENDENCY" + std::string(type) + ">\n\t\t\t<SOFTPKG NAME=\"" + Guid(i / 2 + 7) +
            "\" VERSION=\"1.4\">\n\t\t\t<TITLE>Base library</TITLE>\n\t\t\t</SOFTPKG>\n\t\t</DEPENDENCY>\n";
   }
-  out += "\t\t<MERGEINI TARGET=\"/kx-rt.ini\"><![CDATA[[Component" + n + "]\nEnabled=True\nPath=/usr/local/kx\n]]>\n"
+  out += "\t\t<MERGEINI TARGET=\"/kx-rt.ini\"><![CDATA[[Component" + n +
+         "]\nEnabled=True\nPath=/usr/local/kx\n]]>\n"
          "\t\t</MERGEINI>\n";
   out += "\t</IMPLEMENTATION>\n</SOFTPKG>\n";
 }

@@ -107,7 +107,8 @@ class DependencyReader {
     std::unique_ptr<BaseDependency> dependency;
     bool loose = false;
     if (type == "EXACT") {
-      dependency = std::make_unique<ExactVersionDependency>(std::move(*name), std::move(version), std::move(title), soft);
+      dependency =
+          std::make_unique<ExactVersionDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else if (type == "STRICT") {
       dependency = std::make_unique<StrictDependency>(std::move(*name), std::move(version), std::move(title), soft);
     } else {
@@ -201,7 +202,10 @@ void ReadImplementation(const ElementScanner& scanner, const Element& implementa
   DependencyReader dependencies(scanner, package);
   TargetSupportVisitors target = TargetSupportReaders(scanner, package);
   const ElementScanner::NamedVisitor readers[] = {
-      std::move(target[0]), std::move(target[1]), std::move(target[2]), std::move(target[3]),
+      std::move(target[0]),
+      std::move(target[1]),
+      std::move(target[2]),
+      std::move(target[3]),
       {"CODEBASE", [&](const Element& e) { AppendToShortList(package.codebases, ReadCodebase(e.attributes)); }},
       {"SYMLINK", [&](const Element& e) { package.symlinks.push_back(ReadSymlink(e.attributes)); }},
       {"DEPENDENCY", [&](const Element& e) { dependencies.Read(e, false); }},
@@ -221,8 +225,8 @@ void ReadDynamicAddons(const std::vector<Element>& elements, const Package& pack
       continue;
     }
     if (!identity) {
-      identity = std::make_shared<const ComponentReference>(
-          ComponentReference{package.name, package.version, package.title});
+      identity =
+          std::make_shared<const ComponentReference>(ComponentReference{package.name, package.version, package.title});
     }
     DynamicAddon addon;
     addon.addon = identity;
@@ -257,9 +261,18 @@ std::unique_ptr<Package> ReadPackage(const ElementScanner& scanner, const Elemen
   std::optional<Element> title, abstract, implementation;
   std::vector<Element> addonOf;
   const ElementScanner::NamedVisitor parts[] = {
-      {"TITLE", [&title](const Element& e) { if (!title) title = e; }},
-      {"ABSTRACT", [&abstract](const Element& e) { if (!abstract) abstract = e; }},
-      {"IMPLEMENTATION", [&implementation](const Element& e) { if (!implementation) implementation = e; }},
+      {"TITLE",
+       [&title](const Element& e) {
+         if (!title) title = e;
+       }},
+      {"ABSTRACT",
+       [&abstract](const Element& e) {
+         if (!abstract) abstract = e;
+       }},
+      {"IMPLEMENTATION",
+       [&implementation](const Element& e) {
+         if (!implementation) implementation = e;
+       }},
       {"ISADDONOFSTACK", [&addonOf](const Element& e) { addonOf.push_back(e); }},
       {"FEATURE", [&scanner, &package](const Element& e) { ReadFeature(scanner, e, package->features); }}};
   scanner.ForEachOf(element.inside, parts);

@@ -7,20 +7,28 @@ namespace {
 
 const char* CodebaseTypeName(CodebaseType type) {
   switch (type) {
-    case CodebaseType::kOptional: return "OPTIONAL";
-    case CodebaseType::kSystem: return "SYSTEM";
-    case CodebaseType::kTar: return "TAR";
-    case CodebaseType::kFile: break;
+    case CodebaseType::kOptional:
+      return "OPTIONAL";
+    case CodebaseType::kSystem:
+      return "SYSTEM";
+    case CodebaseType::kTar:
+      return "TAR";
+    case CodebaseType::kFile:
+      break;
   }
   return nullptr;  // a plain file is what a missing TYPE means
 }
 
 const char* SelectionName(FeatureSelection selection) {
   switch (selection) {
-    case FeatureSelection::kNotSelected: return "NO";
-    case FeatureSelection::kTarget: return "TARGET";
-    case FeatureSelection::kSelectedWithDependencies: return "YESDEPS";
-    case FeatureSelection::kSelected: break;
+    case FeatureSelection::kNotSelected:
+      return "NO";
+    case FeatureSelection::kTarget:
+      return "TARGET";
+    case FeatureSelection::kSelectedWithDependencies:
+      return "YESDEPS";
+    case FeatureSelection::kSelected:
+      break;
   }
   return "YES";
 }
@@ -144,10 +152,14 @@ void WriteFeature(std::string& out, const Feature& feature) {
 
 const char* VisibilityName(ComponentType type) {
   switch (type) {
-    case ComponentType::kHidden: return "HIDDEN";
-    case ComponentType::kSystem: return "SYSTEM";
-    case ComponentType::kStartup: return "STARTUP";
-    case ComponentType::kVisible: break;
+    case ComponentType::kHidden:
+      return "HIDDEN";
+    case ComponentType::kSystem:
+      return "SYSTEM";
+    case ComponentType::kStartup:
+      return "STARTUP";
+    case ComponentType::kVisible:
+      break;
   }
   return "VISIBLE";
 }

@@ -81,8 +81,8 @@ void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feat
   scanner.ForEach(span, "FEATURE", [&](const Element& feature) { ReadFeature(scanner, feature, features); });
 }
 
-void ReadStackItems(const ElementScanner& scanner, TextSpan span, std::string_view elementName,
-                    StackItemKind kind, size_t addonGroup, std::vector<StackItem>& items) {
+void ReadStackItems(const ElementScanner& scanner, TextSpan span, std::string_view elementName, StackItemKind kind,
+                    size_t addonGroup, std::vector<StackItem>& items) {
   scanner.ForEach(span, elementName, [&](const Element& element) {
     StackItem item;
     item.component = ReferenceOf(scanner, element);

@@ -32,7 +32,7 @@ void ReadFeature(const ElementScanner& scanner, const Element& feature, std::vec
 void ReadFeatures(const ElementScanner& scanner, TextSpan span, std::vector<Feature>& features);
 
 // Elements called `elementName` in `span`, as items of the given kind and group.
-void ReadStackItems(const ElementScanner& scanner, TextSpan span, std::string_view elementName,
-                    StackItemKind kind, size_t addonGroup, std::vector<StackItem>& items);
+void ReadStackItems(const ElementScanner& scanner, TextSpan span, std::string_view elementName, StackItemKind kind,
+                    size_t addonGroup, std::vector<StackItem>& items);
 
 }  // namespace kx::catalogue::cdf

@@ -25,8 +25,7 @@ std::unique_ptr<SoftwareSet> ReadStack(const ElementScanner& scanner, const Elem
   stack->abstract = ChildText(scanner, element.inside, "ABSTRACT");
   stack->intent = ChildText(scanner, element.inside, "INTENT");
   scanner.ForEachOf(element.inside, cdf::TargetSupportReaders(scanner, *stack));
-  cdf::ReadStackItems(scanner, element.inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup,
-                      stack->items);
+  cdf::ReadStackItems(scanner, element.inside, "STACKITEM", StackItemKind::kMember, StackItem::kNoGroup, stack->items);
   scanner.ForEach(element.inside, "ADDONGROUP", [&](const Element& group) {
     const size_t index = stack->addonGroups.size();
     stack->addonGroups.push_back({ReadAttributeOr(group.attributes, "NAME", ""),
@@ -71,15 +70,18 @@ int ReadCdfDocument(std::string_view text, PackageList& packages, StackList& sta
   std::optional<std::string> version;
   // Stacks, packages and sections go to lists of their own, so one walk serves
   // all three: each list gets exactly what a pass of its own would find.
-  scanner.ForEachOf(
-      scanner.Whole(),
-      {{"?CDF", [&](const Element& e) { if (!version) version = ReadAttributeOr(e.attributes, "VERSION", ""); }},
-       {"STACK", [&](const Element& e) { stacks.push_back(ReadStack(scanner, e)); }},
-       {"SOFTPKG",
-        [&](const Element& e) {
-          if (auto package = cdf::ReadPackage(scanner, e, dynamicAddons)) packages.push_back(std::move(package));
-        }},
-       {"SECTION", [&](const Element& e) { sections.push_back(ReadSection(scanner, e)); }}});
+  scanner.ForEachOf(scanner.Whole(),
+                    {{"?CDF",
+                      [&](const Element& e) {
+                        if (!version) version = ReadAttributeOr(e.attributes, "VERSION", "");
+                      }},
+                     {"STACK", [&](const Element& e) { stacks.push_back(ReadStack(scanner, e)); }},
+                     {"SOFTPKG",
+                      [&](const Element& e) {
+                        if (auto package = cdf::ReadPackage(scanner, e, dynamicAddons))
+                          packages.push_back(std::move(package));
+                      }},
+                     {"SECTION", [&](const Element& e) { sections.push_back(ReadSection(scanner, e)); }}});
 
   // Checked after reading on purpose: a rejected document has filled the lists too.
   if (!IsSupportedCdfVersion(version.value_or(""))) return status::kUnsupportedCdfVersion;

@@ -26,10 +26,10 @@ struct DynamicAddon {
   // The package's NAME, VERSION and TITLE, shared by all records of one package so
   // that a package naming many stacks does not multiply its texts.
   std::shared_ptr<const ComponentReference> addon;
-  std::string stackKey;  // KEY: NAME of the stack to join
-  std::string group;     // GROUP of the stack's add-ons to join
-  bool selected = false; // SELECT="YES"
-  bool hidden = false;   // HIDE="YES"
+  std::string stackKey;   // KEY: NAME of the stack to join
+  std::string group;      // GROUP of the stack's add-ons to join
+  bool selected = false;  // SELECT="YES"
+  bool hidden = false;    // HIDE="YES"
 };
 
 using PackageList = std::vector<std::unique_ptr<Package>>;

@@ -10,8 +10,7 @@ void WriteAttribute(std::string& out, std::string_view name, std::string_view va
   out += '"';
 }
 
-void WriteTextElement(std::string& out, std::string_view name, std::string_view text, int level,
-                      bool multiLine) {
+void WriteTextElement(std::string& out, std::string_view name, std::string_view text, int level, bool multiLine) {
   out.append(static_cast<size_t>(level), '\t');
   out += '<';
   out += name;

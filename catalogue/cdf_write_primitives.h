@@ -12,8 +12,7 @@ void WriteAttribute(std::string& out, std::string_view name, std::string_view va
 
 // `level` tabs, `<name>text</name>` and a line feed. With `multiLine` the text
 // stands on lines of its own and the closing tag is indented again.
-void WriteTextElement(std::string& out, std::string_view name, std::string_view text, int level,
-                      bool multiLine);
+void WriteTextElement(std::string& out, std::string_view name, std::string_view text, int level, bool multiLine);
 
 // `<![CDATA[text]]>`
 void WriteCdata(std::string& out, std::string_view text);

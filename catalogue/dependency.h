@@ -13,8 +13,7 @@ class ComponentBase;
 
 class BaseDependency {
  public:
-  BaseDependency(std::string name, Version version, std::string title, bool isSoft = false,
-                 bool requestFlag = false);
+  BaseDependency(std::string name, Version version, std::string title, bool isSoft = false, bool requestFlag = false);
   virtual ~BaseDependency();
   BaseDependency& operator=(const BaseDependency&) = delete;
 
@@ -25,9 +24,9 @@ class BaseDependency {
 
   std::string name;
   Version version;
-  std::string title;         // for messages and writing back; never matched
-  bool isSoft;               // an unmet soft dependency does not fail an installation
-  bool requestFlag;          // false for everything read from a CDF; carried by Clone
+  std::string title;  // for messages and writing back; never matched
+  bool isSoft;        // an unmet soft dependency does not fail an installation
+  bool requestFlag;   // false for everything read from a CDF; carried by Clone
 
  protected:
   BaseDependency(const BaseDependency&) = default;  // for Clone only: no slicing copies

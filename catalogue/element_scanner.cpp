@@ -113,8 +113,7 @@ void ElementScanner::Pair(uint32_t index) const {
   const Tag& tag = tags_[index];
   if (tag.kind == TagKind::kStart || tag.kind == TagKind::kUnterminated) {
     open_.push_back(index);
-  } else if (tag.kind == TagKind::kClose && !open_.empty() &&
-             HasName(tags_[open_.back()], NameOf(tag), tag.nameHead)) {
+  } else if (tag.kind == TagKind::kClose && !open_.empty() && HasName(tags_[open_.back()], NameOf(tag), tag.nameHead)) {
     tags_[open_.back()].close = index;
     open_.pop_back();
   }
@@ -157,8 +156,8 @@ size_t ElementScanner::FirstTagAt(size_t position, size_t hint) const {
       (hint == 0 || tags_[hint - 1].begin < position)) {
     return hint;
   }
-  auto found = std::lower_bound(tags_.begin(), tags_.end(), position,
-                                [](const Tag& tag, size_t at) { return tag.begin < at; });
+  auto found =
+      std::lower_bound(tags_.begin(), tags_.end(), position, [](const Tag& tag, size_t at) { return tag.begin < at; });
   return static_cast<size_t>(found - tags_.begin());
 }
 
@@ -193,8 +192,7 @@ void ElementScanner::ForEachOf(TextSpan span, const NamedVisitor* visitors, size
     if (tags_[i].kind == TagKind::kClose) continue;
     const uint32_t head = tags_[i].nameHead;
     for (size_t k = 0; k < count; ++k) {
-      if (names[k].head != head || tags_[i].begin < names[k].resume ||
-          !HasName(tags_[i], visitors[k].first, head)) {
+      if (names[k].head != head || tags_[i].begin < names[k].resume || !HasName(tags_[i], visitors[k].first, head)) {
         continue;
       }
       const Element element = MakeElement(i, span, false);

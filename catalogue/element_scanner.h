@@ -49,8 +49,8 @@ struct Element {
   std::string_view name;
   std::string_view attributes;
   std::string_view content;
-  TextSpan inside;  // where `content` lies, to search it in turn
-  size_t next = 0;  // just past the element: where the search for the next one resumes
+  TextSpan inside;     // where `content` lies, to search it in turn
+  size_t next = 0;     // just past the element: where the search for the next one resumes
   size_t nextTag = 0;  // the scanner's hint for `next`
 };
 
@@ -107,8 +107,8 @@ class ElementScanner {
   static constexpr uint32_t kNoClose = UINT32_MAX;
 
   struct Tag {
-    uint32_t begin;           // the "<"
-    uint32_t end;             // just past ">", or the end of the text
+    uint32_t begin;             // the "<"
+    uint32_t end;               // just past ">", or the end of the text
     uint32_t close = kNoClose;  // kStart and kUnterminated: index of the matching closing tag
     uint32_t nameHead;          // the name's first four characters, zero-padded: a quick first test
     uint8_t nameLength;

@@ -59,8 +59,7 @@ int CheckStack(Package& package, const SoftwareSet* givenSet) {
     return status::kInvalidInput;
   }
   auto exactOn = [](const StackItem& item) {
-    return std::make_unique<ExactVersionDependency>(item.component.name, item.component.version,
-                                                    item.component.title);
+    return std::make_unique<ExactVersionDependency>(item.component.name, item.component.version, item.component.title);
   };
   package.dependencies.clear();
   for (const StackItem& item : givenSet->items) {
@@ -70,8 +69,7 @@ int CheckStack(Package& package, const SoftwareSet* givenSet) {
   size_t addonsMatched = 0;
   for (const StackItem& chosen : own.items) {
     for (const StackItem& offered : givenSet->items) {
-      if (offered.kind == StackItemKind::kAddon &&
-          NamesEqual(chosen.component.name, offered.component.name) &&
+      if (offered.kind == StackItemKind::kAddon && NamesEqual(chosen.component.name, offered.component.name) &&
           VersionPartsEqual(chosen.component.version, offered.component.version)) {
         package.dependencies.push_back(exactOn(offered));
         ++addonsMatched;

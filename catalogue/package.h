@@ -53,8 +53,8 @@ class Package : public ComponentBase {
   Package& operator=(Package&&) = default;
   ~Package() override;
 
-  std::string originText;  // URL attribute, carried unchanged
-  std::string sourcePath;  // directory the package's files are found in
+  std::string originText;       // URL attribute, carried unchanged
+  std::string sourcePath;       // directory the package's files are found in
   DependencyList dependencies;  // exact and strict ones first, loose ones after
   DependencyList extraDependencies;
   std::unique_ptr<SoftwareSet> stack;  // the stack this package installs, if any

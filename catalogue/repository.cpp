@@ -108,9 +108,7 @@ int Repository::LoadDirectory(const std::string& directory, bool skipPostProcess
   return status::kOk;
 }
 
-int Repository::LoadUserComponents() {
-  return LoadDirectory(tal::JoinPath(directory_, "User Components"), true);
-}
+int Repository::LoadUserComponents() { return LoadDirectory(tal::JoinPath(directory_, "User Components"), true); }
 
 int Repository::LoadFile(const std::string& path) {
   if (path.empty()) return status::kInvalidInput;

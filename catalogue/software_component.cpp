@@ -5,10 +5,7 @@
 namespace kx::catalogue {
 
 SoftwareComponent::SoftwareComponent(const SoftwareComponent& other)
-    : ComponentBase(other),
-      dependents(other.dependents),
-      links(other.links),
-      dependencyNames(other.dependencyNames) {
+    : ComponentBase(other), dependents(other.dependents), links(other.links), dependencyNames(other.dependencyNames) {
   dependencyBindings.reserve(other.dependencyBindings.size());
   for (const Binding& binding : other.dependencyBindings) {
     dependencyBindings.emplace_back(binding.first->Clone(), binding.second);

@@ -30,12 +30,12 @@ struct StackItem {
 
   ComponentReference component;
   StackItemKind kind = StackItemKind::kMember;
-  std::string type;             // TYPE as written
+  std::string type;  // TYPE as written
   // Index into SoftwareSet::addonGroups; items refer to their group by position so
   // that a group's name is stored once however many add-ons it has.
   size_t addonGroup = kNoGroup;
-  bool selected = false;        // SELECT="YES"
-  bool hidden = false;          // HIDE="YES"
+  bool selected = false;  // SELECT="YES"
+  bool hidden = false;    // HIDE="YES"
 };
 
 // A package's DEPENDENCY of TYPE "STACK": the STACKDEP element and its items.

@@ -42,16 +42,14 @@ bool MatchesTargetValue(std::string_view value, const std::vector<std::string>& 
   return value.empty() || list.empty() || Contains(list, value);
 }
 
-int CheckTargetSupport(const TargetSupport& entry, std::string_view processor,
-                       std::string_view deviceClass, std::string_view osName,
-                       const Version& osVersion, bool compareOsByNameOnly) {
+int CheckTargetSupport(const TargetSupport& entry, std::string_view processor, std::string_view deviceClass,
+                       std::string_view osName, const Version& osVersion, bool compareOsByNameOnly) {
   using status::kOk;
   using status::kTargetMismatch;
   const auto& processors = entry.processors;
   const auto& deviceClasses = entry.deviceClasses;
 
-  if (!entry.operatingSystems.empty() &&
-      !OsMatches(entry, osName, osVersion, compareOsByNameOnly)) {
+  if (!entry.operatingSystems.empty() && !OsMatches(entry, osName, osVersion, compareOsByNameOnly)) {
     return status::kOsMismatch;
   }
   if (Contains(entry.exceptProcessors, processor)) return kTargetMismatch;

@@ -48,8 +48,7 @@ bool MatchesTargetValue(std::string_view value, const std::vector<std::string>& 
 // 0 when `entry` applies to the target, -5 when its processor or device class
 // excludes it, -6 when its operating system does. With `compareOsByNameOnly` the
 // OS version is ignored.
-int CheckTargetSupport(const TargetSupport& entry, std::string_view processor,
-                       std::string_view deviceClass, std::string_view osName,
-                       const Version& osVersion, bool compareOsByNameOnly);
+int CheckTargetSupport(const TargetSupport& entry, std::string_view processor, std::string_view deviceClass,
+                       std::string_view osName, const Version& osVersion, bool compareOsByNameOnly);
 
 }  // namespace kx::catalogue

@@ -29,11 +29,10 @@ bool ReadTypeAttribute(std::string_view attributes, Enum& type, const std::pair<
 }  // namespace
 
 bool ReadVisibilityType(std::string_view attributes, ComponentType& type) {
-  static const std::pair<const char*, ComponentType> kWords[] = {
-      {"VISIBLE", ComponentType::kVisible},
-      {"HIDDEN", ComponentType::kHidden},
-      {"SYSTEM", ComponentType::kSystem},
-      {"STARTUP", ComponentType::kStartup}};
+  static const std::pair<const char*, ComponentType> kWords[] = {{"VISIBLE", ComponentType::kVisible},
+                                                                 {"HIDDEN", ComponentType::kHidden},
+                                                                 {"SYSTEM", ComponentType::kSystem},
+                                                                 {"STARTUP", ComponentType::kStartup}};
   return ReadTypeAttribute(attributes, type, kWords);
 }
 

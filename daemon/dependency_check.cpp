@@ -1,8 +1,8 @@
 #include "daemon/dependency_check.h"
 
-#include "exchange/result_codes.h"
 #include "catalogue/target_support.h"
 #include "daemon/status_log.h"
+#include "exchange/result_codes.h"
 
 namespace kx::daemon {
 namespace {

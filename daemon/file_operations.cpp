@@ -80,13 +80,15 @@ void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fil
 }
 
 void ReplaceFileWithText(const std::string& path, const std::string& text, const FileAttributes& attributes) {
-  ReplaceFile(path, [&](int fd) { WriteAll(fd, text.data(), text.size(), path); }, attributes);
+  ReplaceFile(
+      path, [&](int fd) { WriteAll(fd, text.data(), text.size(), path); }, attributes);
 }
 
 void ReplaceFileWithCopy(const std::string& path, const std::string& source, const FileAttributes& attributes) {
   Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
   if (from.Get() < 0) Fail("cannot open", source);
-  ReplaceFile(path, [&](int fd) { CopyContent(from.Get(), fd, source); }, attributes);
+  ReplaceFile(
+      path, [&](int fd) { CopyContent(from.Get(), fd, source); }, attributes);
 }
 
 void ReplaceWithSymlink(const std::string& path, const std::string& linkText, uid_t owner, gid_t group) {

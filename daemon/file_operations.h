@@ -8,7 +8,6 @@
 #include <sys/types.h>
 
 #include <ctime>
-
 #include <functional>
 #include <string>
 

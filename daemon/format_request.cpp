@@ -4,8 +4,6 @@
 
 #include <exception>
 
-#include "platform/remove_dir_hierarchy.h"
-#include "exchange/result_codes.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/file_operations.h"
 #include "daemon/root_walk.h"
@@ -13,8 +11,10 @@
 #include "daemon/stop_request.h"
 #include "exchange/paths.h"
 #include "exchange/request_files.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::daemon {
 namespace {
@@ -43,8 +43,9 @@ void ReportRequest(const std::string& path) {
 int32_t RunFormat(const std::string& actionDirectory, ProgressReporter& progress) {
   ReportRequest(tal::JoinPath(actionDirectory, exchange::kFormatRequest.fileName));
   if (!MayChangeWholeRoot(LoadDaemonSettings())) {
-    ReportError("format refused: the system root is \"/\" and kxsid.ini does not allow it "
-                "([Safety] AllowFormatAndRestoreOfRoot=1)");
+    ReportError(
+        "format refused: the system root is \"/\" and kxsid.ini does not allow it "
+        "([Safety] AllowFormatAndRestoreOfRoot=1)");
     return exchange::kResultFail;
   }
   const std::string userFileSystem = tal::RootedPath(exchange::kUserFileSystem);

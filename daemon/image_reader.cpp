@@ -87,10 +87,17 @@ bool ImageReader::Next(ImageEntry& entry) {
     }
     if (archive_entry_hardlink(header) != nullptr) throw ImageRefused("the image holds a hard link: " + shown);
     switch (archive_entry_filetype(header)) {
-      case AE_IFDIR: entry.type = ImageEntry::Type::kDirectory; break;
-      case AE_IFREG: entry.type = ImageEntry::Type::kFile; break;
-      case AE_IFLNK: entry.type = ImageEntry::Type::kSymlink; break;
-      default: throw ImageRefused("the image holds a device, pipe or socket: " + shown);
+      case AE_IFDIR:
+        entry.type = ImageEntry::Type::kDirectory;
+        break;
+      case AE_IFREG:
+        entry.type = ImageEntry::Type::kFile;
+        break;
+      case AE_IFLNK:
+        entry.type = ImageEntry::Type::kSymlink;
+        break;
+      default:
+        throw ImageRefused("the image holds a device, pipe or socket: " + shown);
     }
     if (entry.relativePath.empty()) continue;  // the root itself keeps what it has
     entry.mode = archive_entry_perm(header) & 07777;

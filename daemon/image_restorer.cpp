@@ -38,7 +38,8 @@ class Restorer {
         break;
       case Type::kFile:
         if (isDirectory) RemoveTree(entry.relativePath);
-        transaction_.WriteFile(path, [&](int fd) { reader.CopyContentTo(fd); }, attributes);
+        transaction_.WriteFile(
+            path, [&](int fd) { reader.CopyContentTo(fd); }, attributes);
         break;
       case Type::kSymlink:
         if (isDirectory) RemoveTree(entry.relativePath);

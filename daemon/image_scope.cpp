@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-#include "exchange/paths.h"
 #include "daemon/transaction_location.h"
+#include "exchange/paths.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 
@@ -29,11 +29,12 @@ ImageScope::ImageScope(const std::string& blacklistFile) {
   // Both modes' action exchange and upload directories.
   const std::string userFileSystem = std::string(exchange::kUserFileSystem + 1) + "/";
   for (const std::string& base : {std::string(), userFileSystem}) {
-    for (const char* name : {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName}) excluded_.insert(base + name);
+    for (const char* name : {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName})
+      excluded_.insert(base + name);
   }
-  for (const std::string& own : {DaemonTransactionPaths().directory, exchange::FailedInstallationMarkerPath(),
-                                 exchange::CurrentActionFilePath(), exchange::LastActionFilePath(),
-                                 exchange::InstallationStatusLogPath()}) {
+  for (const std::string& own :
+       {DaemonTransactionPaths().directory, exchange::FailedInstallationMarkerPath(), exchange::CurrentActionFilePath(),
+        exchange::LastActionFilePath(), exchange::InstallationStatusLogPath()}) {
     excluded_.insert(RelativeToRoot(own));
   }
   // The files behind the named mutexes and events, wherever they are put.

@@ -16,13 +16,13 @@
 #include <stdexcept>
 #include <string>
 
-#include "exchange/paths.h"
 #include "daemon/progress_reporter.h"
 #include "daemon/request_handler.h"
 #include "daemon/stop_request.h"
+#include "exchange/ipc_names.h"
+#include "exchange/paths.h"
 #include "kx/tal/osdep/named_event.h"
 #include "kx/tal/path.h"
-#include "exchange/ipc_names.h"
 
 namespace {
 

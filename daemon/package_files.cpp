@@ -5,15 +5,15 @@
 #include <cctype>
 #include <cstdio>
 
-#include "exchange/paths.h"
-#include "platform/ownership.h"
-#include "exchange/result_codes.h"
 #include "daemon/rooted_target.h"
 #include "daemon/status_log.h"
 #include "daemon/tar_archive.h"
 #include "daemon/update_plan.h"
+#include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
+#include "platform/ownership.h"
 
 namespace kx::daemon {
 namespace {

@@ -4,10 +4,10 @@
 
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
+#include "exchange/request_files.h"
 #include "ini/ini_document.h"
 #include "platform/action_lock.h"
 #include "system/boot_mode.h"
-#include "exchange/request_files.h"
 
 namespace kx::daemon {
 

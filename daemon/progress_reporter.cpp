@@ -2,12 +2,12 @@
 
 #include <exception>
 
-#include "platform/ownership.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
 #include "exchange/ipc_names.h"
 #include "exchange/paths.h"
 #include "exchange/state_files.h"
+#include "platform/ownership.h"
 
 namespace kx::daemon {
 namespace {
@@ -34,7 +34,7 @@ void WriteStateFile(const std::string& path, const std::string& text) {
 ProgressReporter::ProgressReporter() : mutex_(exchange::kProgressMutexName) {
   try {
     region_ = std::make_unique<tal::osdep::SimpleSharedMemory>(exchange::kProgressRegionName,
-                                                              exchange::kProgressRegionSize, &mutex_);
+                                                               exchange::kProgressRegionSize, &mutex_);
   } catch (const std::exception& error) {
     ReportError(std::string("cannot open the progress region: ") + error.what());
   }

@@ -4,9 +4,6 @@
 #include <exception>
 #include <optional>
 
-#include "exchange/paths.h"
-#include "platform/remove_dir_hierarchy.h"
-#include "exchange/result_codes.h"
 #include "daemon/format_request.h"
 #include "daemon/post_action.h"
 #include "daemon/software_update.h"
@@ -16,9 +13,12 @@
 #include "daemon/transaction.h"
 #include "daemon/transaction_location.h"
 #include "exchange/lock_record.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "exchange/request_files.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::daemon {
 namespace {
@@ -70,8 +70,9 @@ void RequestHandler::RecoverInterruptedWork() {
   const std::string directory = exchange::CurrentActionDirectory();
   try {
     if (Transaction::RecoverUnfinished(DaemonTransactionPaths())) {
-      ReportError("an interrupted change (software update or image restore) was rolled back: "
-                  "the controller is as it was before it");
+      ReportError(
+          "an interrupted change (software update or image restore) was rolled back: "
+          "the controller is as it was before it");
       // Its request, unless the action was cleared meanwhile, counts as carried out and failed.
       for (const Request& request : kRequests) {
         const std::string path = directory.empty() ? "" : tal::JoinPath(directory, request.fileName);

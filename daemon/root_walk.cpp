@@ -21,7 +21,8 @@ std::vector<std::string> DirectoryNames(const std::string& directory) {
   std::vector<std::string> names;
   errno = 0;
   while (const dirent* entry = ::readdir(stream)) {
-    if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) names.emplace_back(entry->d_name);
+    if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+      names.emplace_back(entry->d_name);
   }
   const int error = errno;
   ::closedir(stream);

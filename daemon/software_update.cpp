@@ -3,14 +3,11 @@
 #include <sys/stat.h>
 
 #include <set>
-#include <string_view>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "exchange/paths.h"
-#include "platform/remove_dir_hierarchy.h"
-#include "exchange/result_codes.h"
 #include "catalogue/cdf_writer.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/dependency_check.h"
@@ -20,7 +17,10 @@
 #include "daemon/stop_request.h"
 #include "daemon/transaction_location.h"
 #include "daemon/update_plan.h"
+#include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/path.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::daemon {
 namespace {
@@ -72,8 +72,8 @@ PreparedUpdate Prepare(const UpdatePlan& plan, const std::string& scratchDirecto
 std::string ConfigurationText(const std::vector<const Package*>& packages) {
   std::string body;
   for (const Package* package : packages) catalogue::cdf::WritePackage(body, *package, {});
-  std::string text = "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"" + catalogue::CdfDocumentVersion(packages) +
-                     "\"?>\n<DEFINITION>\n";
+  std::string text =
+      "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"" + catalogue::CdfDocumentVersion(packages) + "\"?>\n<DEFINITION>\n";
   for (size_t start = 0, end; start < body.size(); start = end + 1) {
     end = body.find('\n', start);
     if (end == std::string::npos) end = body.size();
@@ -89,8 +89,7 @@ FileAttributes ConfigurationAttributes(const std::string& path) {
   return FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid};
 }
 
-int32_t Apply(const UpdatePlan& plan, const PreparedUpdate& prepared,
-              ProgressReporter& progress) {
+int32_t Apply(const UpdatePlan& plan, const PreparedUpdate& prepared, ProgressReporter& progress) {
   const size_t steps = prepared.removals.size() + prepared.installs.size() + 1;
   size_t done = 0;
   const auto advance = [&](const std::string& step) {

@@ -5,8 +5,6 @@
 #include <exception>
 #include <utility>
 
-#include "platform/ownership.h"
-#include "exchange/result_codes.h"
 #include "daemon/daemon_settings.h"
 #include "daemon/exchange_request_path.h"
 #include "daemon/file_operations.h"
@@ -17,9 +15,11 @@
 #include "daemon/status_log.h"
 #include "daemon/stop_request.h"
 #include "daemon/transaction_location.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
-#include "exchange/request_files.h"
+#include "platform/ownership.h"
 
 namespace kx::daemon {
 namespace {
@@ -138,8 +138,9 @@ int32_t RunSetSystemImage(const std::string& actionDirectory, ProgressReporter& 
     return exchange::kResultInvalidArgument;
   }
   if (!MayChangeWholeRoot(LoadDaemonSettings())) {
-    ReportError("image restore refused: the system root is \"/\" and kxsid.ini does not allow it "
-                "([Safety] AllowFormatAndRestoreOfRoot=1)");
+    ReportError(
+        "image restore refused: the system root is \"/\" and kxsid.ini does not allow it "
+        "([Safety] AllowFormatAndRestoreOfRoot=1)");
     return exchange::kResultFail;
   }
   try {

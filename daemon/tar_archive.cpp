@@ -6,14 +6,14 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/no_window_external_application.h"
-#include "platform/remove_dir_hierarchy.h"
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
 #include "kx/tal/file_finder.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "kx/tal/text_file.h"
+#include "platform/no_window_external_application.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::daemon {
 namespace {
@@ -21,7 +21,8 @@ namespace {
 std::string ReadLinkText(const std::string& path, off_t size) {
   std::string text(static_cast<size_t>(size) + 1, '\0');
   const ssize_t length = ::readlink(path.c_str(), text.data(), text.size());
-  if (length < 0 || static_cast<size_t>(length) >= text.size()) throw std::runtime_error("cannot read the link " + path);
+  if (length < 0 || static_cast<size_t>(length) >= text.size())
+    throw std::runtime_error("cannot read the link " + path);
   text.resize(static_cast<size_t>(length));
   return text;
 }

@@ -16,8 +16,8 @@ struct ArchiveEntry {
   std::string relativePath;  // "dir/file", no ".." and no leading "/"
   std::string hostPath;      // where it was unpacked
   Type type = Type::kFile;
-  mode_t mode = 0;           // permission bits as packed, set-ID and sticky bits removed
-  std::string linkText;      // kSymlink: what it points to
+  mode_t mode = 0;       // permission bits as packed, set-ID and sticky bits removed
+  std::string linkText;  // kSymlink: what it points to
 };
 
 // Unpacks into `directory` (made afresh) without restoring owners and lists the

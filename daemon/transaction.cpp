@@ -11,11 +11,11 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/remove_dir_hierarchy.h"
 #include "daemon/fault_injection.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::daemon {
 namespace {
@@ -43,8 +43,7 @@ void RemoveTree(const std::string& path) {
 bool IsBelowRoot(const std::string& path) {
   const std::string root = tal::SystemRoot();
   const std::string prefix = root == "/" ? "/" : root + "/";
-  return path.size() > prefix.size() && path.compare(0, prefix.size(), prefix) == 0 &&
-         tal::CleanPath(path) == path;
+  return path.size() > prefix.size() && path.compare(0, prefix.size(), prefix) == 0 && tal::CleanPath(path) == path;
 }
 
 bool IsNumber(const std::string& text) {
@@ -125,7 +124,8 @@ bool UndoRecord(const Transaction::Paths& paths, const std::string& line) {
     const std::string& mode = record.fields[0];
     if (mode.size() > 4 || mode.find_first_not_of("01234567") != std::string::npos) return false;
     RestoreDirectory(path, static_cast<mode_t>(std::stoul(mode, nullptr, 8)),
-                     static_cast<uid_t>(std::stoul(record.fields[1])), static_cast<gid_t>(std::stoul(record.fields[2])));
+                     static_cast<uid_t>(std::stoul(record.fields[1])),
+                     static_cast<gid_t>(std::stoul(record.fields[2])));
     return true;
   }
   if (record.kind == "new") {

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "exchange/paths.h"
-#include "exchange/result_codes.h"
 #include "catalogue/status.h"
+#include "exchange/paths.h"
+#include "exchange/request_files.h"
+#include "exchange/result_codes.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "exchange/request_files.h"
 
 namespace kx::daemon {
 namespace {
@@ -90,9 +90,9 @@ UpdatePlan UpdateCatalogues::Plan() const {
     }
     const Package* definition = FindDefinition(wanted);
     if (definition == nullptr) {
-      throw UpdateRefused(exchange::kResultUpdateBlocked,
-                          Describe(wanted) + " is neither in the action directory nor in the repository " +
-                              repository_.Directory());
+      throw UpdateRefused(
+          exchange::kResultUpdateBlocked,
+          Describe(wanted) + " is neither in the action directory nor in the repository " + repository_.Directory());
     }
     plan.installs.push_back(definition);
     plan.configuration.push_back(definition);

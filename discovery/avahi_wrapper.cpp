@@ -2,7 +2,6 @@
 
 #include <avahi-common/error.h>
 #include <avahi-common/thread-watch.h>
-
 #include <list>
 
 namespace kx::discovery {
@@ -67,8 +66,8 @@ AvahiPollClient* AvahiClientNew(AvahiClientStateCallback callback, void* userdat
     return nullptr;
   }
   error = AVAHI_OK;
-  AvahiClient* client = avahi_client_new(avahi_threaded_poll_get(self->poll), AvahiClientFlags(0),
-                                         &OnClientState, self, &error);
+  AvahiClient* client =
+      avahi_client_new(avahi_threaded_poll_get(self->poll), AvahiClientFlags(0), &OnClientState, self, &error);
   if (client == nullptr) {
     avahi_threaded_poll_free(self->poll);
     delete self;
@@ -88,8 +87,7 @@ void AvahiClientFree(AvahiPollClient* self) {
 
 AvahiClient* AvahiClientHandle(AvahiPollClient& self) { return self.client; }
 
-AvahiEntryGroup* AvahiEntryGroupNew(AvahiPollClient& self, AvahiGroupStateCallback callback,
-                                    void* userdata) {
+AvahiEntryGroup* AvahiEntryGroupNew(AvahiPollClient& self, AvahiGroupStateCallback callback, void* userdata) {
   GroupBinding& binding = self.groups.emplace_back();
   binding.callback = callback;
   binding.userdata = userdata;

@@ -14,10 +14,8 @@ namespace kx::discovery {
 
 struct AvahiPollClient;
 
-using AvahiClientStateCallback = void (*)(AvahiPollClient& client, AvahiClientState state,
-                                          void* userdata);
-using AvahiGroupStateCallback = void (*)(AvahiEntryGroup* group, AvahiEntryGroupState state,
-                                         void* userdata);
+using AvahiClientStateCallback = void (*)(AvahiPollClient& client, AvahiClientState state, void* userdata);
+using AvahiGroupStateCallback = void (*)(AvahiEntryGroup* group, AvahiEntryGroupState state, void* userdata);
 
 // Creates a threaded poll, not started yet, and a client on it. The callback may
 // already run, on this thread, before this returns. On failure returns null
@@ -31,8 +29,7 @@ AvahiClient* AvahiClientHandle(AvahiPollClient& client);
 
 // A new entry group of the client; null on failure (avahi_client_errno tells
 // why). Call from a callback or under the poll lock.
-AvahiEntryGroup* AvahiEntryGroupNew(AvahiPollClient& client, AvahiGroupStateCallback callback,
-                                    void* userdata);
+AvahiEntryGroup* AvahiEntryGroupNew(AvahiPollClient& client, AvahiGroupStateCallback callback, void* userdata);
 // Frees a group made by AvahiEntryGroupNew, withdrawing its entries. Call from a
 // callback or under the poll lock.
 void AvahiEntryGroupFree(AvahiPollClient& client, AvahiEntryGroup* group);
@@ -48,9 +45,7 @@ void AvahiThreadedPollUnlock(AvahiPollClient& client);
 // Holds the poll lock for a scope.
 class AvahiPollLock {
  public:
-  explicit AvahiPollLock(AvahiPollClient& client) : client_(client) {
-    AvahiThreadedPollLock(client_);
-  }
+  explicit AvahiPollLock(AvahiPollClient& client) : client_(client) { AvahiThreadedPollLock(client_); }
   ~AvahiPollLock() { AvahiThreadedPollUnlock(client_); }
   AvahiPollLock(const AvahiPollLock&) = delete;
   AvahiPollLock& operator=(const AvahiPollLock&) = delete;

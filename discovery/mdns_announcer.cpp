@@ -21,8 +21,7 @@ mDnsAnnouncer::~mDnsAnnouncer() {
 int mDnsAnnouncer::proc() {
   KX_LOG(tal::logmask::kEntry, "mDnsAnnouncer::proc()");
   if (mDnsRegisterService(kServiceType, &stop_) == 0 && !stop_.Raised()) {
-    KX_LOG(tal::logmask::kError2,
-           std::string("Failed to register service \"") + kServiceType + "\"");
+    KX_LOG(tal::logmask::kError2, std::string("Failed to register service \"") + kServiceType + "\"");
   }
   finished_.store(true, std::memory_order_release);
   return 0;

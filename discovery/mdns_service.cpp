@@ -1,19 +1,18 @@
 #include "discovery/mdns_service.h"
 
+#include <atomic>
 #include <avahi-common/alternative.h>
 #include <avahi-common/error.h>
 #include <avahi-common/malloc.h>
-
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "discovery/avahi_wrapper.h"
 #include "discovery/stop_signal.h"
 #include "discovery/system_web_server.h"
 #include "discovery/txt_record.h"
 #include "kx/tal/log.h"
-#include "discovery/avahi_wrapper.h"
 #include "platform/target_config.h"
 
 namespace kx::discovery {
@@ -26,8 +25,7 @@ using tal::logmask::kInfo;
 
 // 30 attempts a second apart: the locator may start after this service.
 constexpr int kLocatorAllowanceMs = 30000;
-constexpr LocatorSchedule kLocatorSchedule{kLocatorAllowanceMs / 1000,
-                                           std::chrono::milliseconds(1000), 1000};
+constexpr LocatorSchedule kLocatorSchedule{kLocatorAllowanceMs / 1000, std::chrono::milliseconds(1000), 1000};
 constexpr uint16_t kDefaultPort = 3580;
 constexpr char kDefaultScheme[] = "http";
 
@@ -53,8 +51,7 @@ std::string ErrorText(int error) { return avahi_strerror(error); }
 bool Rename(Registration& registration) {
   char* alternative = avahi_alternative_service_name(registration.name.c_str());
   if (alternative == nullptr) return false;
-  KX_LOG(kInfo, "Service name collision, renaming \"" + registration.name + "\" to \"" +
-                    alternative + "\"");
+  KX_LOG(kInfo, "Service name collision, renaming \"" + registration.name + "\" to \"" + alternative + "\"");
   registration.name = alternative;
   avahi_free(alternative);
   return true;
@@ -77,8 +74,7 @@ void OnGroupState(AvahiEntryGroup* group, AvahiEntryGroupState state, void* user
       }
       break;
     case AVAHI_ENTRY_GROUP_FAILURE:
-      KX_LOG(kError2, "Entry group failure: " +
-                          ErrorText(avahi_client_errno(avahi_entry_group_get_client(group))));
+      KX_LOG(kError2, "Entry group failure: " + ErrorText(avahi_client_errno(avahi_entry_group_get_client(group))));
       break;
     default:
       break;
@@ -90,15 +86,13 @@ int CreateService(Registration& registration, AvahiPollClient& client) {
   discovery::AvahiPollLock lock(client);
   if (registration.group == nullptr) {
     registration.group = discovery::AvahiEntryGroupNew(client, &OnGroupState, &registration);
-    if (registration.group == nullptr)
-      return avahi_client_errno(discovery::AvahiClientHandle(client));
+    if (registration.group == nullptr) return avahi_client_errno(discovery::AvahiClientHandle(client));
   }
   if (!avahi_entry_group_is_empty(registration.group)) return AVAHI_OK;
   for (;;) {
     const int error = avahi_entry_group_add_service_strlst(
-        registration.group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
-        registration.name.c_str(), registration.type.c_str(), registration.domain, nullptr,
-        registration.port, registration.txt.get());
+        registration.group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), registration.name.c_str(),
+        registration.type.c_str(), registration.domain, nullptr, registration.port, registration.txt.get());
     if (error == AVAHI_OK) return avahi_entry_group_commit(registration.group);
     if (error != AVAHI_ERR_COLLISION || !Rename(registration)) return error;
     avahi_entry_group_reset(registration.group);
@@ -113,8 +107,7 @@ void OnClientState(AvahiPollClient& client, AvahiClientState state, void* userda
   switch (state) {
     case AVAHI_CLIENT_S_RUNNING: {
       const int error = CreateService(registration, client);
-      if (error < 0)
-        KX_LOG(kError2, "Failed to add service \"" + registration.name + "\": " + ErrorText(error));
+      if (error < 0) KX_LOG(kError2, "Failed to add service \"" + registration.name + "\": " + ErrorText(error));
       break;
     }
     case AVAHI_CLIENT_S_REGISTERING:  // the host name is being (re)established
@@ -122,8 +115,7 @@ void OnClientState(AvahiPollClient& client, AvahiClientState state, void* userda
       if (registration.group != nullptr) avahi_entry_group_reset(registration.group);
       break;
     case AVAHI_CLIENT_FAILURE:
-      KX_LOG(kError2, "Avahi client failure: " +
-                          ErrorText(avahi_client_errno(discovery::AvahiClientHandle(client))));
+      KX_LOG(kError2, "Avahi client failure: " + ErrorText(avahi_client_errno(discovery::AvahiClientHandle(client))));
       break;
     case AVAHI_CLIENT_CONNECTING:
       break;

@@ -6,9 +6,8 @@
 
 namespace kx::discovery {
 
-bool LocateSystemWebServer(const discovery::WebServerLocator& locator,
-                           const LocatorSchedule& schedule, const StopSignal* stop,
-                           discovery::WebServerLocation& location) {
+bool LocateSystemWebServer(const discovery::WebServerLocator& locator, const LocatorSchedule& schedule,
+                           const StopSignal* stop, discovery::WebServerLocation& location) {
   for (int attempt = 1; attempt <= schedule.attempts; ++attempt) {
     if (stop != nullptr && stop->Raised()) return false;
     if (locator.Query(location, schedule.queryTimeoutMs)) return true;

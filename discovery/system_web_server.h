@@ -18,8 +18,7 @@ struct LocatorSchedule {
 
 // Queries `locator` until it answers, at most `schedule.attempts` times. False
 // when every attempt failed, or as soon as `stop` (may be null) is raised.
-bool LocateSystemWebServer(const discovery::WebServerLocator& locator,
-                           const LocatorSchedule& schedule, const StopSignal* stop,
-                           discovery::WebServerLocation& location);
+bool LocateSystemWebServer(const discovery::WebServerLocator& locator, const LocatorSchedule& schedule,
+                           const StopSignal* stop, discovery::WebServerLocation& location);
 
 }  // namespace kx::discovery

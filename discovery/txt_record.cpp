@@ -21,12 +21,9 @@ bool AddPair(TxtList& list, const std::string& key, const std::string& value) {
 
 }  // namespace
 
-TxtPairs ServiceTxtPairs(const std::string& targetClass, uint32_t targetId,
-                         const std::string& scheme) {
-  return TxtPairs{{"DevClass", targetClass},
-                  {"OS", kOperatingSystem},
-                  {"ProdId", FormatProductId(targetId)},
-                  {"server", scheme}};
+TxtPairs ServiceTxtPairs(const std::string& targetClass, uint32_t targetId, const std::string& scheme) {
+  return TxtPairs{
+      {"DevClass", targetClass}, {"OS", kOperatingSystem}, {"ProdId", FormatProductId(targetId)}, {"server", scheme}};
 }
 
 std::string FormatProductId(uint32_t targetId) {
@@ -37,8 +34,8 @@ std::string FormatProductId(uint32_t targetId) {
 
 std::string FormatMacAddress(const MacAddress& mac) {
   char text[24];
-  std::snprintf(text, sizeof text, "%.02X:%.02X:%.02X:%.02X:%.02X:%.02X", mac[0], mac[1], mac[2],
-                mac[3], mac[4], mac[5]);
+  std::snprintf(text, sizeof text, "%.02X:%.02X:%.02X:%.02X:%.02X:%.02X", mac[0], mac[1], mac[2], mac[3], mac[4],
+                mac[5]);
   return text;
 }
 
@@ -47,8 +44,7 @@ bool BuildTxtList(const TxtPairs& pairs, TxtList& list) {
   for (const auto& [key, value] : pairs) {
     if (!AddPair(list, key, value)) {
       list.reset();
-      KX_LOG(tal::logmask::kError,
-             "Error when creating record for (\"" + key + "\", \"" + value + "\")");
+      KX_LOG(tal::logmask::kError, "Error when creating record for (\"" + key + "\", \"" + value + "\")");
       return false;
     }
     KX_LOG(tal::logmask::kInfo, "Adding entry (key, value) = (\"" + key + "\", \"" + value + "\")");

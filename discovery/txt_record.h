@@ -3,7 +3,6 @@
 // "server" in key order, then "MAC".
 
 #include <avahi-common/strlst.h>
-
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -25,8 +24,7 @@ using TxtPairs = std::map<std::string, std::string>;
 constexpr char kOperatingSystem[] = "Linux-ARMv7-A";
 
 // The four pairs gathered before registration.
-TxtPairs ServiceTxtPairs(const std::string& targetClass, uint32_t targetId,
-                         const std::string& scheme);
+TxtPairs ServiceTxtPairs(const std::string& targetClass, uint32_t targetId, const std::string& scheme);
 
 // "0x" and at least four upper-case hexadecimal digits.
 std::string FormatProductId(uint32_t targetId);

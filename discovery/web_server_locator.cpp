@@ -66,9 +66,7 @@ void ForEachLine(std::string_view text, Visit visit) {
 bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
   for (size_t i = 0; i < prefix.size(); ++i) {
-    const auto lower = [](char c) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    };
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
     if (lower(text[i]) != lower(prefix[i])) return false;
   }
   return true;
@@ -117,8 +115,7 @@ class Socket {
 // Waits until `events` are ready on `fd` or the deadline passes.
 bool WaitReady(int fd, short events, Clock::time_point deadline) {
   for (;;) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
     if (left.count() <= 0) return false;
     pollfd entry{fd, events, 0};
     const int ready = ::poll(&entry, 1, static_cast<int>(left.count()));

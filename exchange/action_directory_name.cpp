@@ -11,8 +11,7 @@ constexpr size_t kHashDigits = 16;
 constexpr char kEncodedMark = '~';
 
 bool IsLetterDigitOrDash(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '-';
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
 }
 
 bool IsPlain(std::string_view id) {

@@ -69,9 +69,7 @@ std::string LockRecordText(const LockRecord& record) {
          "\nTime=" + std::to_string(static_cast<long long>(record.time)) + "\n";
 }
 
-std::string LockRecordIdLine(std::string_view actionId) {
-  return std::string(kIdKey) + Escaped(actionId) + "\n";
-}
+std::string LockRecordIdLine(std::string_view actionId) { return std::string(kIdKey) + Escaped(actionId) + "\n"; }
 
 std::optional<std::string> LockRecordActionId(std::string_view firstLine) {
   if (!firstLine.empty() && firstLine.back() == '\n') firstLine.remove_suffix(1);

@@ -12,11 +12,12 @@
 // character (a line end, NUL, ...) as "\x" and two upper-case hexadecimal digits,
 // so the Id line is one line whatever the ID holds.
 
+#include <sys/types.h>
+
 #include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
 
 namespace kx::exchange {
 

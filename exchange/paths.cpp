@@ -19,9 +19,7 @@ namespace {
 constexpr std::string_view kExchangeName = "/.syscfg-action";
 constexpr char kInstallMode[] = "Install Mode";
 
-std::string InConfigurationDirectory(const char* name) {
-  return tal::JoinPath(ConfigurationDirectory(), name);
-}
+std::string InConfigurationDirectory(const char* name) { return tal::JoinPath(ConfigurationDirectory(), name); }
 
 }  // namespace
 
@@ -72,9 +70,7 @@ std::string CurrentActionFilePath() { return InConfigurationDirectory(kCurrentAc
 std::string LastActionFilePath() { return InConfigurationDirectory(kLastActionFileName); }
 std::string InstalledConfigurationPath() { return InConfigurationDirectory("config.cdf"); }
 std::string FailedInstallationMarkerPath() { return InConfigurationDirectory("config.old"); }
-std::string InstallationStatusLogPath() {
-  return InConfigurationDirectory("log/installationStatus.log");
-}
+std::string InstallationStatusLogPath() { return InConfigurationDirectory("log/installationStatus.log"); }
 
 std::string CurrentActionDirectory() {
   try {

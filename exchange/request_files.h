@@ -13,8 +13,8 @@ struct RequestFile {
 // The INI request files; the comments give their keys in the order written.
 constexpr RequestFile kPostActionRequest{"postaction.ini", "PostAction"};  // Retval Options WebMethod Action
 constexpr RequestFile kGetImageRequest{"getimage.ini", "GetImage"};        // Options ImagePath BlackListPath
-constexpr RequestFile kSetImageRequest{"setimage.ini", "SetImage"};  // Options Timeout LocalPath BlackListPath
-constexpr RequestFile kFormatRequest{"format.ini", "Format"};         // Options Timeout
+constexpr RequestFile kSetImageRequest{"setimage.ini", "SetImage"};        // Options Timeout LocalPath BlackListPath
+constexpr RequestFile kFormatRequest{"format.ini", "Format"};              // Options Timeout
 
 constexpr char kRetvalKey[] = "Retval";
 constexpr char kOptionsKey[] = "Options";

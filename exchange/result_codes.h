@@ -33,8 +33,8 @@ constexpr int32_t kResultCorruptImage = static_cast<int32_t>(0x800407CDu);
 constexpr int32_t kResultNoRequestPath = static_cast<int32_t>(0x800407FEu);
 
 // InstalledComponents without "config.cdf" (positive codes are successful answers too):
-constexpr int32_t kResultNoConfiguration = 0x41CE7;       // neither config.cdf nor config.old
-constexpr int32_t kResultFailedInstallPending = 0x4089A;  // config.old and a pending action
+constexpr int32_t kResultNoConfiguration = 0x41CE7;             // neither config.cdf nor config.old
+constexpr int32_t kResultFailedInstallPending = 0x4089A;        // config.old and a pending action
 constexpr int32_t kResultFailedInstall = kResultNotLockHolder;  // config.old, no action
 
 }  // namespace kx::exchange

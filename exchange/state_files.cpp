@@ -25,11 +25,20 @@ std::string EscapeXmlAttribute(std::string_view text) {
   escaped.reserve(text.size());
   for (const char c : text) {
     switch (c) {
-      case '&': escaped += "&amp;"; break;
-      case '<': escaped += "&lt;"; break;
-      case '>': escaped += "&gt;"; break;
-      case '"': escaped += "&quot;"; break;
-      default: escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      default:
+        escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
     }
   }
   return escaped;
@@ -41,8 +50,7 @@ std::string LastActionLine(std::string_view actionId, std::string_view actionTyp
 }
 
 std::string LastActionLineOf(std::string_view currentElement, int32_t result, std::time_t stopTime) {
-  return LastLine(AttributeValue(currentElement, "Id"), AttributeValue(currentElement, "ActionType"), result,
-                  stopTime);
+  return LastLine(AttributeValue(currentElement, "Id"), AttributeValue(currentElement, "ActionType"), result, stopTime);
 }
 
 std::string CurrentActionElement(std::string_view actionId, std::string_view actionType, std::time_t startTime,

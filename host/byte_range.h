@@ -9,9 +9,9 @@ namespace kx::webhost {
 
 struct ByteRange {
   enum class Kind {
-    kWhole,           // no Range, or one that is ignored (another unit, several ranges, bad syntax)
-    kPart,            // first..last, both within the file
-    kUnsatisfiable,   // starts past the end, or an empty suffix
+    kWhole,          // no Range, or one that is ignored (another unit, several ranges, bad syntax)
+    kPart,           // first..last, both within the file
+    kUnsatisfiable,  // starts past the end, or an empty suffix
   };
   Kind kind = Kind::kWhole;
   uint64_t first = 0;

@@ -53,14 +53,13 @@ int OpenImage(const std::string& actionDirectory, uint64_t& size) {
 }  // namespace
 
 MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath) {
-  const std::optional<std::string> actionDirectory =
-      ActionDirectoryOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
+  const std::optional<std::string> actionDirectory = ActionDirectoryOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
   uint64_t size = 0;
   const int image = actionDirectory ? OpenImage(*actionDirectory, size) : -1;
   if (image < 0) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
 
-  const ByteRange range = ParseByteRange(
-      MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_RANGE), size);
+  const ByteRange range =
+      ParseByteRange(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_RANGE), size);
   if (range.kind == ByteRange::Kind::kUnsatisfiable) {
     ::close(image);
     const std::string contentRange = "bytes */" + std::to_string(size);

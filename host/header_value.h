@@ -11,7 +11,7 @@
 namespace kx::webhost {
 
 struct HeaderValue {
-  std::string token;  // lower case
+  std::string token;                                            // lower case
   std::vector<std::pair<std::string, std::string>> parameters;  // names lower case, in order
 
   // The value of the first parameter of that (lower-case) name.

@@ -49,9 +49,10 @@ int Serve(const HostOptions& options) {
   plugin.Init();
   server.SetReady(true);
   const bool ipv6 = options.listenHost.find(':') != std::string::npos;
-  std::cout << "kx-webhost: listening on http://" << (ipv6 ? "[" + options.listenHost + "]" : options.listenHost)
-            << ":" << server.Port() << std::endl;
-  if (options.baseline) std::cout << "kx-webhost: baseline: no plug-in, every web method answers a fixed document" << std::endl;
+  std::cout << "kx-webhost: listening on http://" << (ipv6 ? "[" + options.listenHost + "]" : options.listenHost) << ":"
+            << server.Port() << std::endl;
+  if (options.baseline)
+    std::cout << "kx-webhost: baseline: no plug-in, every web method answers a fixed document" << std::endl;
 
   const int signal = WaitForShutdownSignal();
   std::cout << "kx-webhost: signal " << signal << ", stopping" << std::endl;

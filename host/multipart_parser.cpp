@@ -40,8 +40,7 @@ MultipartParser::MultipartParser(const std::string& boundary, MultipartListener&
     : listener_(listener), delimiter_("\r\n--" + boundary) {}
 
 bool MultipartParser::IsValidBoundary(const std::string& boundary) {
-  static const std::string kAllowed =
-      "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ'()+_,-./:=? ";
+  static const std::string kAllowed = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ'()+_,-./:=? ";
   return !boundary.empty() && boundary.size() <= 70 && boundary.back() != ' ' &&
          boundary.find_first_not_of(kAllowed) == std::string::npos;
 }

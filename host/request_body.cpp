@@ -1,10 +1,10 @@
-#include "exchange/paths.h"
 #include "host/request_body.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
 
+#include "exchange/paths.h"
 #include "host/header_value.h"
 #include "host/url_encoded_form.h"
 

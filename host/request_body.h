@@ -18,9 +18,9 @@
 namespace kx::webhost {
 
 struct BodyLimits {
-  uint64_t maxBody = 0;      // everything received
-  uint64_t maxText = 0;      // what is held in memory: all but the content of file parts
-  size_t maxFields = 200;    // form fields and file parts together
+  uint64_t maxBody = 0;    // everything received
+  uint64_t maxText = 0;    // what is held in memory: all but the content of file parts
+  size_t maxFields = 200;  // form fields and file parts together
   size_t maxNameLength = 256;
 };
 

@@ -2,8 +2,8 @@
 
 namespace kx::webhost {
 
-MHD_Result QueueTextReply(MHD_Connection* connection, unsigned status, const std::string& text,
-                          const char* headerName, const char* headerValue) {
+MHD_Result QueueTextReply(MHD_Connection* connection, unsigned status, const std::string& text, const char* headerName,
+                          const char* headerValue) {
   MHD_Response* response =
       MHD_create_response_from_buffer(text.size(), const_cast<char*>(text.data()), MHD_RESPMEM_MUST_COPY);
   if (response == nullptr) return MHD_NO;

@@ -55,7 +55,8 @@ UploadFile::UploadFile(const std::string& directory) {
   CreateDirectory(directory);
   path_ = NewFileTemplate(directory);
   descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
-  if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), "cannot create an upload file in " + directory);
+  if (descriptor_ < 0)
+    throw std::system_error(errno, std::generic_category(), "cannot create an upload file in " + directory);
 }
 
 UploadFile::~UploadFile() {

@@ -1,12 +1,13 @@
 #include "host/web_server.h"
 
+#include <strings.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <stdexcept>
-#include <strings.h>
 
 #include "host/exchange_file.h"
 #include "host/host_request.h"
@@ -87,13 +88,10 @@ void WebServer::Start() {
   // time-out; with poll it is closed at once. Throughput is the same.
   unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG;
   if (address.ipv6) flags |= MHD_USE_IPv6;
-  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &WebServer::Access, this,
-                             MHD_OPTION_EXTERNAL_LOGGER, &LogServerMessage, nullptr,
-                             MHD_OPTION_SOCK_ADDR, address.Get(),
-                             MHD_OPTION_THREAD_POOL_SIZE, options_.threads,
-                             MHD_OPTION_NOTIFY_COMPLETED, &WebServer::Completed, this,
-                             MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds,
-                             MHD_OPTION_END);
+  daemon_ = MHD_start_daemon(
+      flags, 0, nullptr, nullptr, &WebServer::Access, this, MHD_OPTION_EXTERNAL_LOGGER, &LogServerMessage, nullptr,
+      MHD_OPTION_SOCK_ADDR, address.Get(), MHD_OPTION_THREAD_POOL_SIZE, options_.threads, MHD_OPTION_NOTIFY_COMPLETED,
+      &WebServer::Completed, this, MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds, MHD_OPTION_END);
   if (daemon_ == nullptr) {
     throw std::runtime_error("cannot listen on " + options_.listenHost + ":" + std::to_string(options_.listenPort));
   }
@@ -113,8 +111,8 @@ void WebServer::Stop() {
 // Called once with the headers, then for each piece of the body, then once more
 // with nothing when the body is complete. No exception may pass into the C
 // library: one that escapes (out of memory) closes the connection.
-MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char* url, const char* method,
-                             const char*, const char* data, size_t* size, void** state) try {
+MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char* url, const char* method, const char*,
+                             const char* data, size_t* size, void** state) try {
   WebServer& server = *static_cast<WebServer*>(self);
   if (*state == nullptr) return server.Begin(connection, url, method, state);
   HostRequest& request = *static_cast<HostRequest*>(*state);

@@ -73,8 +73,7 @@ bool Document::GetInt32(std::string_view section, std::string_view key, int32_t&
   const unsigned long long limit =
       negative ? 1ULL + std::numeric_limits<int32_t>::max() : std::numeric_limits<int32_t>::max();
   if (magnitude > limit) return false;
-  value = static_cast<int32_t>(negative ? -static_cast<long long>(magnitude)
-                                        : static_cast<long long>(magnitude));
+  value = static_cast<int32_t>(negative ? -static_cast<long long>(magnitude) : static_cast<long long>(magnitude));
   return true;
 }
 
@@ -89,8 +88,7 @@ bool Document::GetUInt32(std::string_view section, std::string_view key, uint32_
   return true;
 }
 
-int Document::SetText(std::string_view section, std::string_view key, std::string_view value,
-                      char quote) {
+int Document::SetText(std::string_view section, std::string_view key, std::string_view value, char quote) {
   if (!IsValidSectionName(section) || !IsValidKeyName(key)) return kErrorInvalid;
   if (quote != 0 && quote != '"' && quote != '\'') return kErrorInvalid;
   // The value is C text to the file: it ends at a NUL.
@@ -119,9 +117,8 @@ int Document::AddComment(std::string_view section, std::string_view key, std::st
   if (!key.empty() && !IsValidKeyName(key)) return kErrorInvalid;
   try {
     size_t sectionIndex = SectionIndexFor(std::string(section));
-    std::vector<std::string>& comments = key.empty()
-                                             ? sections_[sectionIndex].comments
-                                             : KeyFor(sectionIndex, std::string(key)).comments;
+    std::vector<std::string>& comments =
+        key.empty() ? sections_[sectionIndex].comments : KeyFor(sectionIndex, std::string(key)).comments;
     comments.emplace_back(line);
   } catch (const std::bad_alloc&) {
     return kErrorNoMemory;

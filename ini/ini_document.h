@@ -65,8 +65,7 @@ class Document {
   // kErrorInvalid for a name or quote the file could not carry, or
   // kErrorNoMemory. `quote` is 0 (written without quotes), '"' or '\''. A text
   // value ends at its first NUL, as C text would.
-  int SetText(std::string_view section, std::string_view key, std::string_view value,
-              char quote = 0);
+  int SetText(std::string_view section, std::string_view key, std::string_view value, char quote = 0);
   int SetInt32(std::string_view section, std::string_view key, int32_t value);
   int SetUInt32(std::string_view section, std::string_view key, uint32_t value);
 

@@ -46,8 +46,7 @@ int Document::Load(const std::string& path) {
   std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(path.c_str(), "rbe"));
   struct stat status {};
   if (!stream) return ::stat(path.c_str(), &status) == 0 ? kErrorUnreadable : kErrorInvalid;
-  const uint32_t stamp =
-      ::fstat(fileno(stream.get()), &status) == 0 ? static_cast<uint32_t>(status.st_mtime) : 0;
+  const uint32_t stamp = ::fstat(fileno(stream.get()), &status) == 0 ? static_cast<uint32_t>(status.st_mtime) : 0;
   try {
     std::string text;
     int result = ReadAll(stream.get(), text);

@@ -118,8 +118,7 @@ class Parser {
 
   void AppendPiece(std::string_view piece) {
     Key& key = CurrentKey();
-    if (key.quote != 0 && piece.size() >= 2 && piece.front() == key.quote &&
-        piece.back() == key.quote) {
+    if (key.quote != 0 && piece.size() >= 2 && piece.front() == key.quote && piece.back() == key.quote) {
       piece = piece.substr(1, piece.size() - 2);
     }
     key.value.append(piece);

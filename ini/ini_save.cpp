@@ -48,8 +48,7 @@ std::string FixedTemporaryPath(const std::string& target) {
 // "<directory of target>/ini$$.TMPXXXXXX" made unique by mkstemp.
 int CreateUniqueTemporary(const std::string& target, std::string& temporary) {
   const size_t slash = target.rfind('/');
-  temporary = (slash == std::string::npos ? std::string() : target.substr(0, slash + 1)) +
-              "ini$$.TMPXXXXXX";
+  temporary = (slash == std::string::npos ? std::string() : target.substr(0, slash + 1)) + "ini$$.TMPXXXXXX";
   const int descriptor = ::mkstemp(temporary.data());
   if (descriptor < 0) return kErrorNoTemporary;
   ::close(descriptor);

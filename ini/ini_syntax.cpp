@@ -20,8 +20,7 @@ bool SplitContinuationName(std::string_view name, std::string_view& base, uint32
     return false;
   }
   uint32_t value = 0;
-  for (char digit : name.substr(digitsStart))
-    value = value * 10 + static_cast<uint32_t>(digit - '0');
+  for (char digit : name.substr(digitsStart)) value = value * 10 + static_cast<uint32_t>(digit - '0');
   if (value == 0) return false;
   base = head.substr(0, head.size() - kContinuationMarker.size());
   number = value;

@@ -39,8 +39,7 @@ int WriteKey(const Key& key, const Document& document, const char* separator, st
     return kOk;
   }
   // 12 = " Line" + four digits + the widest separator.
-  const long long room =
-      static_cast<long long>(maxLength) - 12 - static_cast<long long>(key.name.size()) - quotes;
+  const long long room = static_cast<long long>(maxLength) - 12 - static_cast<long long>(key.name.size()) - quotes;
   if (room <= 0) return kErrorLineTooShort;
   std::string_view rest = key.value;
   int number = 1;
@@ -48,11 +47,11 @@ int WriteKey(const Key& key, const Document& document, const char* separator, st
     const size_t length = ChunkLength(rest, static_cast<size_t>(room), document.BreakChar());
     const int printable = static_cast<int>(length);
     if (key.quote != 0) {
-      std::fprintf(stream, "%s%s%04d%s%c%.*s%c\n", name, kContinuationMarker.data(), number,
-                   separator, key.quote, printable, rest.data(), key.quote);
+      std::fprintf(stream, "%s%s%04d%s%c%.*s%c\n", name, kContinuationMarker.data(), number, separator, key.quote,
+                   printable, rest.data(), key.quote);
     } else {
-      std::fprintf(stream, "%s%s%04d%s%.*s\n", name, kContinuationMarker.data(), number, separator,
-                   printable, rest.data());
+      std::fprintf(stream, "%s%s%04d%s%.*s\n", name, kContinuationMarker.data(), number, separator, printable,
+                   rest.data());
     }
     rest.remove_prefix(length);
     ++number;

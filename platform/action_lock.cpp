@@ -38,10 +38,7 @@ constexpr mode_t kFileMode = 0664;
 // time, so threads of one process exclude each other as processes do.
 class ServiceLock {
  public:
-  ServiceLock()
-      : file_(tal::osdep::SharedFilePath("kx_platform_ActionLock"), O_RDWR) {
-    file_.Lock();
-  }
+  ServiceLock() : file_(tal::osdep::SharedFilePath("kx_platform_ActionLock"), O_RDWR) { file_.Lock(); }
 
  private:
   tal::osdep::SharedFile file_;
@@ -64,8 +61,7 @@ std::vector<std::string> ExchangeEntries() {
 // True when the record at `path` is a regular file whose first line names `actionId`.
 bool RecordNames(const std::string& path, const std::string& actionId) {
   int fd;
-  while ((fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) < 0 &&
-         errno == EINTR) {
+  while ((fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) < 0 && errno == EINTR) {
   }
   if (fd < 0) return false;
   const std::string expected = exchange::LockRecordIdLine(actionId);
@@ -83,8 +79,8 @@ bool RecordNames(const std::string& path, const std::string& actionId) {
 // Called with the service lock held.
 bool IsHeldBy(const std::string& actionId) {
   const std::vector<std::string> entries = ExchangeEntries();
-  return entries.size() == 1 && entries.front() == ActionDirectory(actionId) &&
-         tal::IsDirectory(entries.front()) && RecordNames(RecordPath(actionId), actionId);
+  return entries.size() == 1 && entries.front() == ActionDirectory(actionId) && tal::IsDirectory(entries.front()) &&
+         RecordNames(RecordPath(actionId), actionId);
 }
 
 // Creates the action's directory and record; called with the service lock held
@@ -116,8 +112,7 @@ std::string ConvertCurrentActionFile(const std::string& currentPath) {
 // The service functions are global by contract; their helpers live in kx::platform.
 using namespace kx::platform;
 
-int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
-                         std::string& lockFilePath) {
+int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder, std::string& lockFilePath) {
   KX_LOG(kx::tal::logmask::kEntry, "ObtainActionLock()");
   if (!kx::exchange::IsAcceptableActionId(actionId)) return kInvalidArgument;
   try {

@@ -23,8 +23,7 @@
 // 1 when this ID holds it already (the path is handed back too), 0x800407E2 when
 // another action holds it, 0x80070057 for an unacceptable ID, 0x80004005 when
 // the files cannot be made.
-int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
-                         std::string& lockFilePath);
+int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder, std::string& lockFilePath);
 
 // 1 when `actionId` holds the lock, else 0.
 int32_t HasActionLock(const std::string& actionId);

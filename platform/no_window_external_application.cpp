@@ -24,14 +24,10 @@ std::wstring CleanWidePath(const std::wstring& path) {
 
 }  // namespace
 
-NoWindowExternalApplication::NoWindowExternalApplication(const std::wstring& stdoutPath,
-                                                         const std::wstring& stderrPath,
-                                                         const std::string& chrootDir,
-                                                         int32_t niceIncrement,
-                                                         bool closeInheritedDescriptors,
-                                                         uint32_t options)
-    : ExternalApplication(niceIncrement, closeInheritedDescriptors || CloseDescriptorsByDefault(),
-                          options),
+NoWindowExternalApplication::NoWindowExternalApplication(const std::wstring& stdoutPath, const std::wstring& stderrPath,
+                                                         const std::string& chrootDir, int32_t niceIncrement,
+                                                         bool closeInheritedDescriptors, uint32_t options)
+    : ExternalApplication(niceIncrement, closeInheritedDescriptors || CloseDescriptorsByDefault(), options),
       stdoutPath_(CleanWidePath(stdoutPath)),
       stderrPath_(CleanWidePath(stderrPath)),
       stdoutFile_(tal::WideToUtf8(stdoutPath_)),
@@ -49,11 +45,9 @@ int NoWindowExternalApplication::startAndComplete(const std::string& program,
   }
 }
 
-void NoWindowExternalApplication::Redirect(const std::string& path, const char* message,
-                                           int firstFd, int secondFd) {
+void NoWindowExternalApplication::Redirect(const std::string& path, const char* message, int firstFd, int secondFd) {
   int fd;
-  while ((fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) < 0 &&
-         errno == EINTR) {
+  while ((fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) < 0 && errno == EINTR) {
   }
   if (fd < 0) return;  // the stream stays as it was
   ChildLog(kEntry, message + path);

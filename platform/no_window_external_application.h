@@ -21,8 +21,7 @@ class NoWindowExternalApplication : public tal::osdep::ExternalApplication {
   // Throws InvalidSequence when a path is not valid wide text.
   NoWindowExternalApplication(const std::wstring& stdoutPath, const std::wstring& stderrPath,
                               const std::string& chrootDir, int32_t niceIncrement = 0,
-                              bool closeInheritedDescriptors = false,
-                              uint32_t options = kOptionNone);
+                              bool closeInheritedDescriptors = false, uint32_t options = kOptionNone);
 
   // Runs `program` with `arguments` (each passed as one argument, no shell) and
   // waits without time limit. The exit status, 128 + signal number when a signal

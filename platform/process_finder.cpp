@@ -1,11 +1,12 @@
 #include "platform/process_finder.h"
-#include "exchange/ipc_names.h"
 
 #include <dirent.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+
+#include "exchange/ipc_names.h"
 
 namespace kx::platform {
 namespace {

@@ -2,8 +2,9 @@
 // Handling of the files the controller's processes share: default ownership and
 // removal of a directory tree.
 
-#include <string>
 #include <sys/types.h>
+
+#include <string>
 
 namespace kx::platform {
 

@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <vector>
 
+#include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/file_finder.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "exchange/paths.h"
 
 namespace kx::platform {
 namespace {

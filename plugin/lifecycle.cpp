@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+#include "actions/progress_state.h"
+#include "exchange/ipc_names.h"
 #include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/exception/exception.h"
@@ -13,8 +15,6 @@
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
 #include "plugin/plugin_threads.h"
-#include "actions/progress_state.h"
-#include "exchange/ipc_names.h"
 
 namespace kx::plugin {
 namespace {

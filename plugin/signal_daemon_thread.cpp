@@ -4,16 +4,15 @@
 #include <exception>
 #include <thread>
 
+#include "exchange/ipc_names.h"
 #include "exchange/paths.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_event.h"
 #include "system/boot_mode.h"
-#include "exchange/ipc_names.h"
 
 namespace kx::plugin {
 
-SignalDaemonThread::SignalDaemonThread(uint32_t bootMode, uint32_t delayMs)
-    : bootMode_(bootMode), delayMs_(delayMs) {}
+SignalDaemonThread::SignalDaemonThread(uint32_t bootMode, uint32_t delayMs) : bootMode_(bootMode), delayMs_(delayMs) {}
 
 SignalDaemonThread::~SignalDaemonThread() { JoinRun(); }
 

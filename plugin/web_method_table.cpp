@@ -2,13 +2,12 @@
 
 #include <mutex>
 
-#include "exchange/result_codes.h"
 #include "actions/web_methods.h"
+#include "exchange/result_codes.h"
 
 namespace kx::plugin {
 
-int32_t NotImplementedHandler(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus,
-                              bool&) {
+int32_t NotImplementedHandler(const KeyValuePairList&, uint32_t, std::string&, int32_t& httpStatus, bool&) {
   httpStatus = 500;
   return exchange::kResultNotImplemented;
 }

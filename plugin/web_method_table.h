@@ -11,8 +11,8 @@ namespace kx::plugin {
 
 // The answer of "Browse" and "Resolve", and of every method whose handler is
 // not built yet: HTTP 500, not implemented, no body.
-int32_t NotImplementedHandler(const KeyValuePairList& form, uint32_t request, std::string& output,
-                              int32_t& httpStatus, bool& restart);
+int32_t NotImplementedHandler(const KeyValuePairList& form, uint32_t request, std::string& output, int32_t& httpStatus,
+                              bool& restart);
 
 class WebMethodTable {
  public:

@@ -53,8 +53,7 @@ void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, uint32
 
 void SetResponseStreamMimeType(int selector, uint32_t request) {
   KX_LOG(kEntry, "SetResponseStreamMimeType()");
-  static const char* const kTypes[] = {"text/plain", "text/html", "text/xml", "text/x-json",
-                                       "application/x-tar"};
+  static const char* const kTypes[] = {"text/plain", "text/html", "text/xml", "text/x-json", "application/x-tar"};
   const bool known = selector >= 0 && selector < static_cast<int>(sizeof kTypes / sizeof kTypes[0]);
   SetHTTPResponseMimeType_C_REST_VELO_(request, known ? kTypes[selector] : "text/xml");
 }
@@ -65,8 +64,7 @@ void ResponseError(uint32_t request, int32_t httpStatus, const std::string& reas
   SetHTTPHeaderNameValue_C_REST_VELO_(request, "Reason-Phrase", reason.c_str());
 }
 
-void WriteResultXml(std::string& output, const std::wstring& element, int32_t result,
-                    const std::wstring& inner) {
+void WriteResultXml(std::string& output, const std::wstring& element, int32_t result, const std::wstring& inner) {
   KX_LOG(kEntry, "WriteResultXml()");
   std::wstring document = L"<?xml version=\"1.0\"?>\n<" + element + L" Result=\"" +
                           tal::IntegerToText(static_cast<int64_t>(result)) + L"\"";

@@ -13,8 +13,8 @@ namespace kx::webrequest {
 // Every web method: (form values, request handle, output text, HTTP status —
 // 200 on entry, used only on failure —, restart flag — false on entry —) →
 // COM-style result code, negative on failure.
-using WebMethodHandler = int32_t (*)(const KeyValuePairList& form, uint32_t request,
-                                     std::string& output, int32_t& httpStatus, bool& restart);
+using WebMethodHandler = int32_t (*)(const KeyValuePairList& form, uint32_t request, std::string& output,
+                                     int32_t& httpStatus, bool& restart);
 
 // The raw POST body: one 1024-byte read, and a second read of exactly the size
 // needed when the body is longer. A failed second read gives "".
@@ -43,7 +43,6 @@ void ResponseError(uint32_t request, int32_t httpStatus, const std::string& reas
 
 // "<?xml version=\"1.0\"?>\n<Element Result=\"<signed decimal>\"" followed by
 // "/>" when inner is empty, else ">\n" + inner + "</Element>". Replaces output.
-void WriteResultXml(std::string& output, const std::wstring& element, int32_t result,
-                    const std::wstring& inner);
+void WriteResultXml(std::string& output, const std::wstring& element, int32_t result, const std::wstring& inner);
 
 }  // namespace kx::webrequest

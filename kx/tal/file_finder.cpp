@@ -38,13 +38,11 @@ std::vector<Entry> SortedEntries(const std::string& directory) {
     }
     entries.push_back({name, isDirectory});
   }
-  std::sort(entries.begin(), entries.end(),
-            [](const Entry& a, const Entry& b) { return a.name < b.name; });
+  std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.name < b.name; });
   return entries;
 }
 
-void Collect(const std::string& directory, const std::string& pattern, bool recurse,
-             std::vector<std::string>& found) {
+void Collect(const std::string& directory, const std::string& pattern, bool recurse, std::vector<std::string>& found) {
   for (const Entry& entry : SortedEntries(directory)) {
     const std::string path = JoinPath(directory, entry.name);
     if (recurse && entry.isDirectory) Collect(path, pattern, recurse, found);

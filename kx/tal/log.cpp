@@ -16,8 +16,7 @@
 namespace kx::tal {
 namespace {
 
-const char kLowDiskMessage[] =
-    "** Available disk space is below the desired threshold. Aborting tracing. **";
+const char kLowDiskMessage[] = "** Available disk space is below the desired threshold. Aborting tracing. **";
 
 struct TraceLog {
   std::mutex lock;
@@ -89,8 +88,7 @@ void WriteTrace(TraceLog& trace, const std::string& text) {
 
 }  // namespace
 
-void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory,
-                  uint64_t lowDiskThresholdBytes) {
+void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory, uint64_t lowDiskThresholdBytes) {
   gMask = mask;
   TraceLog* traceLog = Trace();
   if (traceLog == nullptr) return;

@@ -19,8 +19,7 @@ constexpr uint32_t kInfo = 32;
 // Trace-log settings: the log mask (default 1), the target bits (default 1; bit 1
 // writes the trace file), the directory of the trace file and the low-disk
 // threshold in bytes (0: never too low).
-void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory,
-                  uint64_t lowDiskThresholdBytes);
+void InitTraceLog(uint32_t mask, uint32_t targets, const std::string& directory, uint64_t lowDiskThresholdBytes);
 // Closes the trace file; the settings stay.
 void CloseTraceLog();
 

@@ -75,8 +75,7 @@ std::wstring Utf8ToWide(std::string_view utf8) {
       codePoint = (codePoint << 6) | (byte & 0x3F);
     }
     static const uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
-    if (codePoint < kSmallest[extra] || codePoint > 0x10FFFF ||
-        (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
+    if (codePoint < kSmallest[extra] || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
       KX_THROW(InvalidSequence);
     }
     wide += static_cast<wchar_t>(codePoint);
@@ -130,8 +129,8 @@ std::wstring IntegerToText(int64_t value) {
 }
 
 int32_t TextToInt32(std::string_view text) {
-  return static_cast<int32_t>(ParseSigned(text, std::numeric_limits<int32_t>::min(),
-                                          std::numeric_limits<int32_t>::max()));
+  return static_cast<int32_t>(
+      ParseSigned(text, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
 }
 
 uint32_t TextToUInt32(std::string_view text) {
@@ -142,9 +141,7 @@ int64_t TextToInt64(std::string_view text) {
   return ParseSigned(text, std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max());
 }
 
-uint64_t TextToUInt64(std::string_view text) {
-  return ParseUnsigned(text, std::numeric_limits<uint64_t>::max());
-}
+uint64_t TextToUInt64(std::string_view text) { return ParseUnsigned(text, std::numeric_limits<uint64_t>::max()); }
 
 StringBase StringBase::Substring(size_t offset, size_t count) const {
   if (offset > text_.size()) {

@@ -9,8 +9,7 @@ std::string Format(const std::tm& local, const char* format) {
 }
 }  // namespace
 
-std::string TimeToText(std::time_t when, const char* dateFormat, const char* timeFormat,
-                       const char* separator) {
+std::string TimeToText(std::time_t when, const char* dateFormat, const char* timeFormat, const char* separator) {
   static const bool zoneLoaded = (::tzset(), true);  // localtime_r alone may skip TZ
   (void)zoneLoaded;
   std::tm local{};

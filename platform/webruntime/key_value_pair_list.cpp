@@ -20,9 +20,7 @@ void KeyValuePairList::Add(const std::string& name, const std::string& value) {
 
 void KeyValuePairList::Clear() { nodes_.clear(); }
 
-const KeyValuePair* KeyValuePairList::First() const {
-  return nodes_.empty() ? nullptr : &nodes_.front().pair;
-}
+const KeyValuePair* KeyValuePairList::First() const { return nodes_.empty() ? nullptr : &nodes_.front().pair; }
 
 extern "C" const KeyValuePair* KeyValuePairList_GetFirst(const KeyValuePairList* list) {
   return list == nullptr ? nullptr : list->First();

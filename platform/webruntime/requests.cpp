@@ -13,9 +13,7 @@ const std::string& MemoryRequest::Body() const {
   return body;
 }
 
-void MemoryRequest::AddHeader(const std::string& name, const std::string& value) {
-  headers.emplace_back(name, value);
-}
+void MemoryRequest::AddHeader(const std::string& name, const std::string& value) { headers.emplace_back(name, value); }
 
 std::string MemoryRequest::Header(const std::string& name) const {
   for (const auto& [key, value] : headers) {

@@ -133,8 +133,8 @@ int32_t ReadUploadedFilesList_C_REST_VELO_(uint32_t request, UploadedFilesList**
   auto* made = new UploadedFilesList;
   made->stored = backend->Uploads();
   for (const auto& upload : made->stored) {
-    made->entries.push_back({upload.fieldName.c_str(), upload.fileName.c_str(),
-                             upload.localPath.c_str(), upload.size, nullptr});
+    made->entries.push_back(
+        {upload.fieldName.c_str(), upload.fileName.c_str(), upload.localPath.c_str(), upload.size, nullptr});
   }
   for (size_t i = 1; i < made->entries.size(); ++i) made->entries[i - 1].next = &made->entries[i];
   *list = made;

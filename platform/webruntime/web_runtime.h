@@ -149,19 +149,16 @@ KX_WEBRUNTIME_API int32_t ReadAllFormData_C_REST_VELO_(uint32_t request, KeyValu
 // Copies the raw body into buffer when it fits in capacity: returns 0 and sets
 // *size to its length. Otherwise copies nothing, sets *size to the length needed
 // and returns 1. Negative on failure.
-KX_WEBRUNTIME_API int32_t ReadPostData_C_REST_VELO_(uint32_t request, char* buffer, uint32_t* size,
-                                                    uint32_t capacity);
+KX_WEBRUNTIME_API int32_t ReadPostData_C_REST_VELO_(uint32_t request, char* buffer, uint32_t* size, uint32_t capacity);
 
 // Sets *list to the uploaded files of a file-upload form, or to null when the
 // request carried none. 0, or negative on failure.
-KX_WEBRUNTIME_API int32_t ReadUploadedFilesList_C_REST_VELO_(uint32_t request,
-                                                             UploadedFilesList** list);
+KX_WEBRUNTIME_API int32_t ReadUploadedFilesList_C_REST_VELO_(uint32_t request, UploadedFilesList** list);
 KX_WEBRUNTIME_API const UploadedFile* UploadedFilesList_GetFirst(const UploadedFilesList* list);
 KX_WEBRUNTIME_API void UploadedFilesList_Release(UploadedFilesList* list);
 
 KX_WEBRUNTIME_API int32_t WriteOutput_C_REST_VELO_(uint32_t request, const char* data, uint32_t length);
 KX_WEBRUNTIME_API int32_t SetHTTPResponseCode_VELO_(uint32_t request, int32_t status);
-KX_WEBRUNTIME_API int32_t SetHTTPHeaderNameValue_C_REST_VELO_(uint32_t request, const char* name,
-                                                              const char* value);
+KX_WEBRUNTIME_API int32_t SetHTTPHeaderNameValue_C_REST_VELO_(uint32_t request, const char* name, const char* value);
 KX_WEBRUNTIME_API int32_t SetHTTPResponseMimeType_C_REST_VELO_(uint32_t request, const char* mimeType);
 }

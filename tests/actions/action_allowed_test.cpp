@@ -27,8 +27,10 @@ TEST(IsActionAllowedTest, RunModeByTheFlagSafeModeByTheRunningDaemon) {
     const char* webMethod;
     bool allowedInRunMode;
     int32_t inRunMode;
-  } rows[] = {{"SetSystemImage", true, kResultOk}, {"SetSystemImage", false, kResultFail},
-              {"Format", true, kResultOk},         {"Format", false, kResultFormatNotAllowed}};
+  } rows[] = {{"SetSystemImage", true, kResultOk},
+              {"SetSystemImage", false, kResultFail},
+              {"Format", true, kResultOk},
+              {"Format", false, kResultFormatNotAllowed}};
   for (const bool safeMode : {false, true}) {
     kx::test::ScratchRoot root;
     if (safeMode) root.WriteFile("/etc/brenmar/safemode", "");
@@ -38,8 +40,9 @@ TEST(IsActionAllowedTest, RunModeByTheFlagSafeModeByTheRunningDaemon) {
       if (daemonRuns) daemon.emplace(kx::exchange::kDaemonProcessName);
       kx::test::LogRecorder log(kError);
       for (const auto& row : rows) {
-        EXPECT_EQ(IsActionAllowed(row.webMethod, row.allowedInRunMode),
-                  !safeMode ? row.inRunMode : daemonRuns ? kResultOk : kResultFail)
+        EXPECT_EQ(IsActionAllowed(row.webMethod, row.allowedInRunMode), !safeMode    ? row.inRunMode
+                                                                        : daemonRuns ? kResultOk
+                                                                                     : kResultFail)
             << row.webMethod << " " << row.allowedInRunMode << " safe mode " << safeMode << " daemon " << daemonRuns;
       }
       EXPECT_EQ(log.Logged(kError, "Installation Deamon isn't running."), safeMode && !daemonRuns);

@@ -58,14 +58,16 @@ TEST_F(RequestFilesTest, EachWriterWritesItsSectionWithKeysInOrder) {
 // Values are the remote host's: written as given, a line end as a line end.
 // What they spill onto later lines can never replace a key written before them.
 TEST_F(RequestFilesTest, ValuesAreWrittenAsGivenAndSpillsReplaceNothingBefore) {
-  for (const std::string value : {"[Evil]", "Key=value", "\"quoted\"", "; not a comment", "ends with [", "]", "x=[y]"}) {
+  for (const std::string value :
+       {"[Evil]", "Key=value", "\"quoted\"", "; not a comment", "ends with [", "]", "x=[y]"}) {
     ASSERT_EQ(CreatePostActionIni(Path("post.ini"), value, value, 0, 0), kResultOk) << value;
     const std::string read = value == "\"quoted\"" ? "quoted" : value;  // quotes at both ends are the file's
     EXPECT_EQ(Load(Path("post.ini")),
               (Entries{"[PostAction]", "Retval=0", "Options=0", "WebMethod=" + read, "Action=" + read}));
   }
-  ASSERT_EQ(CreatePostActionIni(Path("post.ini"), "Get\r\nRetval=1", "x\n[PostAction]\nOptions=9\nWebMethod=Evil", 3, 0),
-            kResultOk);
+  ASSERT_EQ(
+      CreatePostActionIni(Path("post.ini"), "Get\r\nRetval=1", "x\n[PostAction]\nOptions=9\nWebMethod=Evil", 3, 0),
+      kResultOk);
   EXPECT_EQ(kx::test::ReadFile(Path("post.ini")),
             "[PostAction]\nRetval=0\nOptions=3\nWebMethod=Get\r\nRetval=1\nAction=x\n[PostAction]\nOptions=9\n"
             "WebMethod=Evil\n");

@@ -1,7 +1,8 @@
+#include "catalogue/cdf_reader.h"
+
 #include <gtest/gtest.h>
 
 #include "catalogue/attribute_reader.h"
-#include "catalogue/cdf_reader.h"
 #include "catalogue/status.h"
 
 using namespace kx::catalogue;
@@ -65,8 +66,7 @@ Read ReadText(std::string_view text) {
 }
 
 std::string WithVersion(const char* version, const char* body = "<SOFTPKG NAME=\"P\" VERSION=\"1\"/>") {
-  return std::string("<?xml version=\"1.0\"?><?CDF VERSION=\"") + version + "\"?><DEFINITION>" + body +
-         "</DEFINITION>";
+  return std::string("<?xml version=\"1.0\"?><?CDF VERSION=\"") + version + "\"?><DEFINITION>" + body + "</DEFINITION>";
 }
 
 }  // namespace
@@ -78,18 +78,18 @@ TEST(AttributeReaderTest, ReadsOnlyStrictlyWrittenAttributes) {
     std::optional<std::string> expected;
   } cases[] = {
       {" NAME=\"x\"", "NAME", "x"},
-      {"NAME=\"x\"", "NAME", "x"},                      // the start counts as a blank
+      {"NAME=\"x\"", "NAME", "x"},  // the start counts as a blank
       {"\aNAME=\"x\"", "NAME", "x"},
-      {"\rNAME=\"x\"", "NAME", std::nullopt},            // CR does not separate
+      {"\rNAME=\"x\"", "NAME", std::nullopt},             // CR does not separate
       {" NAME =\"x\" NAME=\"y\"", "NAME", std::nullopt},  // blank before "=": absent at once
-      {" NAME='x'", "NAME", std::nullopt},               // double quotes only
-      {" NAMES=\"a\" NAME=\"b\"", "NAME", "b"},          // a longer name is passed over
-      {" ADDONGROUP=\"g\"", "GROUP", std::nullopt},      // a name inside another
+      {" NAME='x'", "NAME", std::nullopt},                // double quotes only
+      {" NAMES=\"a\" NAME=\"b\"", "NAME", "b"},           // a longer name is passed over
+      {" ADDONGROUP=\"g\"", "GROUP", std::nullopt},       // a name inside another
       {" ADDONGROUP=\"g\" GROUP=\"h\"", "GROUP", "h"},
-      {" NAME=\"open", "NAME", "open"},                  // no closing quote: to the end
-      {" NAME=\"a&amp;b\"", "NAME", "a&amp;b"},          // not decoded
+      {" NAME=\"open", "NAME", "open"},          // no closing quote: to the end
+      {" NAME=\"a&amp;b\"", "NAME", "a&amp;b"},  // not decoded
       {" NAME=\"{899452d2-c085-430b}\"", "NAME", "{899452D2-C085-430B}"},
-      {" NAME=\"{abc\"", "NAME", "{abc"},                // braces on both ends only
+      {" NAME=\"{abc\"", "NAME", "{abc"},  // braces on both ends only
   };
   for (const auto& c : cases) EXPECT_EQ(ReadAttribute(c.attributes, c.name), c.expected) << c.attributes;
   EXPECT_TRUE(ReadYesAttribute(" HIDE=\"YES\"", "HIDE"));
@@ -129,7 +129,8 @@ TEST(CdfReaderTest, ReadsPackageStackAndSection) {
   EXPECT_EQ(read.packages[2]->name, "Listed");
   const CdfSection& section = read.sections[0];
   EXPECT_TRUE(section.title == "Main" && section.version.text == "1.2" && section.features.size() == 1);
-  EXPECT_TRUE(section.features[0].selection == FeatureSelection::kTarget && section.features[0].component.name == "Listed");
+  EXPECT_TRUE(section.features[0].selection == FeatureSelection::kTarget &&
+              section.features[0].component.name == "Listed");
 
   // Only a GUID key makes a dynamic add-on.
   ASSERT_EQ(read.addons.size(), 1u);
@@ -187,8 +188,10 @@ TEST(CdfReaderTest, OrdersDependenciesExactAndStrictFirst) {
   std::string order;
   for (const auto& d : package.dependencies) {
     const std::type_info& kind = typeid(*d);
-    order += d->name + (kind == typeid(ExactVersionDependency) ? "=" : kind == typeid(StrictDependency) ? ">"
-                        : kind == typeid(LooseDependency)      ? "~" : "?");
+    order += d->name + (kind == typeid(ExactVersionDependency) ? "="
+                        : kind == typeid(StrictDependency)     ? ">"
+                        : kind == typeid(LooseDependency)      ? "~"
+                                                               : "?");
     order += std::string(d->isSoft ? "s" : "") + (d->requestFlag ? "!" : "") + " ";
   }
   EXPECT_EQ(order, "E1= S1> SE=s L1~ L2~ L1~s ");

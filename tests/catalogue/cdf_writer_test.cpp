@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
+#include "catalogue/cdf_writer.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "catalogue/cdf_package_writer.h"
-#include "catalogue/cdf_writer.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "tests/catalogue/well_formed_xml.h"
@@ -46,7 +46,11 @@ TEST(CdfWriterTest, DocumentFrameAroundAPackageWithoutParts) {
 TEST(CdfWriterTest, TypeWordsUrlAndDocumentVersion) {
   Package package = Minimal();
   package.sourcePath = "C:\\catalogue\\rt";
-  const struct { int32_t type; const char* word; const char* version; } cases[] = {
+  const struct {
+    int32_t type;
+    const char* word;
+    const char* version;
+  } cases[] = {
       {0, "VISIBLE", "1.5"}, {1, "HIDDEN", "1.5"}, {2, "SYSTEM", "1.5"}, {3, "VISIBLE", "1.5"}, {4, "STARTUP", "5.0"}};
   for (const auto& c : cases) {
     package.type = static_cast<ComponentType>(c.type);

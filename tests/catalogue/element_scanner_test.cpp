@@ -1,3 +1,5 @@
+#include "catalogue/element_scanner.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "catalogue/element_scanner.h"
 #include "tests/catalogue/reference_element_scan.h"
 
 using namespace kx::catalogue;
@@ -57,7 +58,9 @@ TEST(ElementScannerTest, FindsElementsByTheDocumentedRules) {
       {"closing tag without >", "<A>1</A", "A", {{"", "1"}}},
       {"any element", "<A>1</A><B/>", "", {{"", "1"}, {"", ""}}},
       {"any element ends at any close", "<A><C/>1</B>2</A>", "", {{"", "<C/>1"}}},
-      {"names cut at 35", "<ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 x=\"1\"/>", "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345678",
+      {"names cut at 35",
+       "<ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 x=\"1\"/>",
+       "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345678",
        {{"9 x=\"1\"", ""}}},
   };
   for (const auto& c : cases) EXPECT_EQ(FindAll(c.text, c.name), c.expected) << c.what;
@@ -82,9 +85,8 @@ TEST(ElementScannerTest, HostileNestingGivesDocumentedResults) {
 // The indexed scanner agrees with a plain recursive reading of the rules, on the
 // whole text and one level inside, for random texts built from tricky pieces.
 TEST(ElementScannerTest, AgreesWithPlainReadingOnRandomTexts) {
-  const char* pieces[] = {"<A>",  "</A>", "<B x=\"1\">", "</B>", "<A/>", "<!--", "-->", "<![CDATA[", "]]>",
-                          "<?P?>", ">",   "<",          "/",    "t",    "<1>",  "</>", "<AB>",      "\n",
-                          "</A",   "<B"};
+  const char* pieces[] = {"<A>", "</A>", "<B x=\"1\">", "</B>", "<A/>", "<!--", "-->",  "<![CDATA[", "]]>", "<?P?>",
+                          ">",   "<",    "/",           "t",    "<1>",  "</>",  "<AB>", "\n",        "</A", "<B"};
   std::mt19937 random(20240607);
   for (int round = 0; round < 3000; ++round) {
     std::string text;

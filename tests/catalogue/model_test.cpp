@@ -53,21 +53,21 @@ TEST(DependencyTest, SatisfactionRulesKeepTheirDifferences) {
     const char* requested;
     bool strict, minimum, loose, exact;
   } cases[] = {
-      {Candidate("2.5"), "2.0", false, true, true, false},              // strict needs COMPATIBILITY
+      {Candidate("2.5"), "2.0", false, true, true, false},  // strict needs COMPATIBILITY
       {Candidate("2.5", "2.0"), "2.0", true, true, true, false},
       {Candidate("2.5", "2.0", "2.1"), "2.0", false, true, false, false},
-      {Candidate("2.0", "3.0"), "3.0", false, true, true, false},        // compatibility above the version
+      {Candidate("2.0", "3.0"), "3.0", false, true, true, false},  // compatibility above the version
       {Candidate("2.0", "3.0", "3.5"), "3.0", false, true, false, false},
       {Candidate("2.5", "2.0"), "3.0", false, false, false, false},
-      {Candidate("2.5", "2.0"), "1.0", false, true, true, false},        // below the compatible range
-      {Candidate("1.0"), "", false, true, true, false},                  // empty request
+      {Candidate("2.5", "2.0"), "1.0", false, true, true, false},  // below the compatible range
+      {Candidate("1.0"), "", false, true, true, false},            // empty request
       {Candidate("1.0", "", "0.5"), "", false, true, false, false},
       {Candidate("2"), "2.0", true, true, true, true},
       {Candidate("2.0.1"), "2", false, true, true, false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.candidate.version.text << "/" << c.candidate.compatibilityVersion.text
-                                    << "/" << c.candidate.oldestCompatibleVersion.text << " for " << c.requested);
+    SCOPED_TRACE(testing::Message() << c.candidate.version.text << "/" << c.candidate.compatibilityVersion.text << "/"
+                                    << c.candidate.oldestCompatibleVersion.text << " for " << c.requested);
     EXPECT_EQ(Satisfies<StrictDependency>(c.candidate, c.requested), c.strict);
     EXPECT_EQ(Satisfies<MinimumDependency>(c.candidate, c.requested), c.minimum);
     EXPECT_EQ(Satisfies<LooseDependency>(c.candidate, c.requested), c.loose);
@@ -94,7 +94,8 @@ TEST(DependencyTest, CopiesCloneDependenciesWithClassAndEveryField) {
   package.stack = std::make_unique<SoftwareSet>();
   const Package copy(package);
   ASSERT_TRUE(copy.dependencies.size() == 1 && copy.extraDependencies.size() == 1 && copy.stack);
-  EXPECT_TRUE(copy.dependencies[0] != package.dependencies[0] && Fields(*copy.dependencies[0]) == Fields(*originals[1]));
+  EXPECT_TRUE(copy.dependencies[0] != package.dependencies[0] &&
+              Fields(*copy.dependencies[0]) == Fields(*originals[1]));
   EXPECT_TRUE(copy.extraDependencies[0] != package.extraDependencies[0] && copy.stack != package.stack);
 
   // A component's copy clones its dependencies but keeps what they are bound to.
@@ -139,9 +140,12 @@ TEST(TargetSupportTest, StepsApplyInOrder) {
   TargetSupport entry = Entry({"P100"}, {});
   entry.operatingSystems.push_back({"PharLap", ParseVersion("13"), ""});
   const std::tuple<const char*, const char*, const char*, bool, int> osCases[] = {
-      {"P200", "Linux", "", true, status::kOsMismatch},  {"P200", "pharlap", "", true, status::kTargetMismatch},
-      {"P100", "", "", true, status::kOk},                {"P100", "PharLap", "12.9", false, status::kOsMismatch},
-      {"P100", "PharLap", "13.0", false, status::kOk},    {"P100", "", "", false, status::kOk}};
+      {"P200", "Linux", "", true, status::kOsMismatch},
+      {"P200", "pharlap", "", true, status::kTargetMismatch},
+      {"P100", "", "", true, status::kOk},
+      {"P100", "PharLap", "12.9", false, status::kOsMismatch},
+      {"P100", "PharLap", "13.0", false, status::kOk},
+      {"P100", "", "", false, status::kOk}};
   for (const auto& [processor, os, osVersion, byName, expected] : osCases) {
     EXPECT_EQ(CheckTargetSupport(entry, processor, "", os, ParseVersion(osVersion), byName), expected)
         << processor << " " << os << " " << osVersion;
@@ -166,9 +170,12 @@ TEST(PackageTest, BuildUrlAndTargetPaths) {
   package.sourcePath = "C:\\catalogue\\Utilities\\BIOS";
   EXPECT_EQ(BuildUrl(package, "http://host/sw", "C:\\catalogue"), "http://host/sw/Utilities/BIOS");
   EXPECT_EQ(BuildUrl(package, "x", std::string(100, 'r')), "x");
-  const std::pair<const char*, const char*> paths[] = {
-      {"C:\\dir\\file", "/dir/file"}, {"c:/dir/file", "/dir/file"}, {"dir/file", "/dir/file"},
-      {"/dir/file", "/dir/file"},     {"", "/"},                     {"c:", "/"}};
+  const std::pair<const char*, const char*> paths[] = {{"C:\\dir\\file", "/dir/file"},
+                                                       {"c:/dir/file", "/dir/file"},
+                                                       {"dir/file", "/dir/file"},
+                                                       {"/dir/file", "/dir/file"},
+                                                       {"", "/"},
+                                                       {"c:", "/"}};
   for (const auto& [given, expected] : paths) {
     std::string path = given;
     NormalizeTargetPath(path);
@@ -184,15 +191,15 @@ TEST(VersionTest, ParsesPiecesLikeStrtolAndDropsTrailingZeros) {
       {"", {}},
       {"0", {}},
       {"2.0.0", {2}},
-      {"20.0.0f0", {20}},       // letters end a piece
+      {"20.0.0f0", {20}},  // letters end a piece
       {"1.5b3", {1, 5}},
       {"3.a", {3}},
-      {"1..2", {1, 0, 2}},      // an empty piece is 0
-      {"-1", {4294967295u}},    // stored unsigned
-      {" +7.\t8", {7, 8}},      // leading white space and sign
-      {"99999999999", {2147483647u}},   // clamped to the signed range
+      {"1..2", {1, 0, 2}},             // an empty piece is 0
+      {"-1", {4294967295u}},           // stored unsigned
+      {" +7.\t8", {7, 8}},             // leading white space and sign
+      {"99999999999", {2147483647u}},  // clamped to the signed range
       {"-99999999999", {2147483648u}},
-      {"- 5.1", {0, 1}},        // a sign without digits reads 0
+      {"- 5.1", {0, 1}},  // a sign without digits reads 0
   };
   for (const auto& c : cases) {
     Version version = ParseVersion(c.text);

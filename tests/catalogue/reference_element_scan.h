@@ -69,8 +69,14 @@ inline std::pair<size_t, size_t> SkipContent(std::string_view text, size_t pos, 
     if (lessThan == npos) return toEnd;
     TagAt tag = ReadTagAt(text, lessThan);
     if (tag.kind == TagAt::kEndOfScan) return toEnd;
-    if (tag.kind == TagAt::kJump) { pos = tag.resume; continue; }
-    if (tag.kind == TagAt::kStray) { pos = lessThan + 1; continue; }
+    if (tag.kind == TagAt::kJump) {
+      pos = tag.resume;
+      continue;
+    }
+    if (tag.kind == TagAt::kStray) {
+      pos = lessThan + 1;
+      continue;
+    }
     std::string_view name = text.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
     if (tag.closing) {
       if (closeName.empty() || name == closeName) {
@@ -95,8 +101,14 @@ inline std::optional<FoundElement> FindElement(std::string_view text, size_t pos
     if (lessThan == npos) return std::nullopt;
     TagAt tag = ReadTagAt(text, lessThan);
     if (tag.kind == TagAt::kEndOfScan) return std::nullopt;
-    if (tag.kind == TagAt::kJump) { pos = tag.resume; continue; }
-    if (tag.kind == TagAt::kStray) { pos = lessThan + 1; continue; }
+    if (tag.kind == TagAt::kJump) {
+      pos = tag.resume;
+      continue;
+    }
+    if (tag.kind == TagAt::kStray) {
+      pos = lessThan + 1;
+      continue;
+    }
     std::string_view tagName = text.substr(tag.nameBegin, tag.nameEnd - tag.nameBegin);
     if (tag.closing || (!name.empty() && tagName != name)) {
       if (tag.greaterThan == npos) return std::nullopt;

@@ -1,7 +1,8 @@
+#include "catalogue/repository.h"
+
 #include <gtest/gtest.h>
 
 #include "catalogue/legacy_packages.h"
-#include "catalogue/repository.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::catalogue;
@@ -51,9 +52,15 @@ TEST(RepositoryTest, LoadsCdfFilesInNameOrderAndSkipsBadOnes) {
 }
 
 TEST(RepositoryTest, FirstLoadedTypeDecidesUnlessHiddenAndAnotherIsVisible) {
-  const struct { const char* first; const char* second; ComponentType expected; } cases[] = {
-      {"HIDDEN", "VISIBLE", ComponentType::kVisible}, {"HIDDEN", "SYSTEM", ComponentType::kHidden},
-      {"SYSTEM", "VISIBLE", ComponentType::kSystem},  {"VISIBLE", "HIDDEN", ComponentType::kVisible},
+  const struct {
+    const char* first;
+    const char* second;
+    ComponentType expected;
+  } cases[] = {
+      {"HIDDEN", "VISIBLE", ComponentType::kVisible},
+      {"HIDDEN", "SYSTEM", ComponentType::kHidden},
+      {"SYSTEM", "VISIBLE", ComponentType::kSystem},
+      {"VISIBLE", "HIDDEN", ComponentType::kVisible},
   };
   for (const auto& c : cases) {
     kx::test::ScratchRoot root;
@@ -71,7 +78,8 @@ TEST(RepositoryTest, ReloadStartsAfreshButKeepsAddonsAndVisibility) {
   kx::test::ScratchRoot root;
   const std::string stack = "{899452D2-C085-430B-B76D-7FDB33BB324A}";
   root.WriteFile("/cat/1.cdf", Cdf("<STACK NAME=\"" + stack + "\"><ADDONGROUP NAME=\"tools\"/></STACK>"));
-  const std::string joins = "<ISADDONOFSTACK KEY=\"{899452d2-c085-430b-b76d-7fdb33bb324a}\" GROUP=\"tools\" SELECT=\"YES\"/>";
+  const std::string joins =
+      "<ISADDONOFSTACK KEY=\"{899452d2-c085-430b-b76d-7fdb33bb324a}\" GROUP=\"tools\" SELECT=\"YES\"/>";
   root.WriteFile("/cat/2.cdf", Cdf(Softpkg("A", "HIDDEN", joins) +
                                    Softpkg("B", "VISIBLE", "<ISADDONOFSTACK KEY=\"" + stack + "\" GROUP=\"extra\"/>")));
   Repository repository(root / "/cat");

@@ -45,12 +45,13 @@ class PackageGenerator {
     for (size_t i = Count(3); i > 0; --i) p->processors.push_back(Pick({"5A10", "5B20", "7C30"}));
     for (size_t i = Count(1); i > 0; --i) p->exceptProcessors.push_back("4A00");
     for (size_t i = Count(2); i > 0; --i) p->deviceClasses.push_back(Pick({"Controller", "Gateway"}));
-    for (size_t i = Count(2); i > 0; --i) p->operatingSystems.push_back({"Linux", ParseVersion(Pick({"", "5.10"})), ""});
+    for (size_t i = Count(2); i > 0; --i)
+      p->operatingSystems.push_back({"Linux", ParseVersion(Pick({"", "5.10"})), ""});
     for (size_t i = Count(4); i > 0; --i) {
-      p->codebases.push_back({Pick(kPayloadFiles), Pick({"", "/usr/local/kx/f"}), Pick({"", "0755"}), "opuser", "kx",
-                              ParseVersion(Pick({"", "1.2"})),
-                              Pick({CodebaseType::kFile, CodebaseType::kOptional, CodebaseType::kSystem,
-                                    CodebaseType::kTar})});
+      p->codebases.push_back(
+          {Pick(kPayloadFiles), Pick({"", "/usr/local/kx/f"}), Pick({"", "0755"}), "opuser", "kx",
+           ParseVersion(Pick({"", "1.2"})),
+           Pick({CodebaseType::kFile, CodebaseType::kOptional, CodebaseType::kSystem, CodebaseType::kTar})});
     }
     for (size_t i = Count(2); i > 0; --i) p->symlinks.push_back({"/usr/lib/a.so.2", "/usr/lib/a.so", "0777", "", "kx"});
     for (size_t i = Count(5); i > 0; --i) {
@@ -89,8 +90,8 @@ class PackageGenerator {
     }
     for (size_t i = Count(2); i > 0; --i) {
       p->features.push_back({{Guid(), ParseVersion(VersionText()), Pick({"", "Web"})},
-                             Pick({FeatureSelection::kSelected, FeatureSelection::kNotSelected, FeatureSelection::kTarget,
-                                   FeatureSelection::kSelectedWithDependencies})});
+                             Pick({FeatureSelection::kSelected, FeatureSelection::kNotSelected,
+                                   FeatureSelection::kTarget, FeatureSelection::kSelectedWithDependencies})});
     }
     return p;
   }
@@ -99,9 +100,13 @@ class PackageGenerator {
   bool Chance(unsigned percent) { return random_() % 100 < percent; }
   size_t Count(size_t max) { return random_() % (max + 1); }
   template <class T>
-  T Pick(std::initializer_list<T> choices) { return choices.begin()[random_() % choices.size()]; }
+  T Pick(std::initializer_list<T> choices) {
+    return choices.begin()[random_() % choices.size()];
+  }
   template <class T, size_t N>
-  T Pick(const T (&choices)[N]) { return choices[random_() % N]; }
+  T Pick(const T (&choices)[N]) {
+    return choices[random_() % N];
+  }
   std::string VersionText() { return Pick({"1.0", "2.10.1", "3", "1.5b3", "20.0.0f0", "4.0.0"}); }
   std::string Guid() {
     char text[40];
@@ -144,9 +149,11 @@ void ExpectSamePackage(const Package& a, const Package& b) {
         Map(p.mergeIni, [](auto& m) { return std::tie(m.target, m.fileName, m.text); }),
         Map(p.features,
             [](auto& f) { return std::tie(f.component.name, f.component.version, f.component.title, f.selection); }),
-        Map(p.dependencies, [](auto& d) {
-          return std::make_tuple(std::type_index(typeid(*d)), d->name, d->version, d->title, d->isSoft, d->requestFlag);
-        }),
+        Map(p.dependencies,
+            [](auto& d) {
+              return std::make_tuple(std::type_index(typeid(*d)), d->name, d->version, d->title, d->isSoft,
+                                     d->requestFlag);
+            }),
         Map(p.stackItems, [](auto& s) { return std::make_tuple(s.name, s.versionText, s.title, Items(s.items)); }),
         p.stack ? std::make_tuple(p.stack->name, p.stack->versionText, p.stack->title, Items(p.stack->items))
                 : std::make_tuple(std::string("no stack"), std::string(), std::string(), Items({})));

@@ -29,7 +29,8 @@ class ControllerFixture : public testing::Test {
     // A controller always has a configuration: BeginAction's pre-check reads it.
     root.WriteFile("/etc/brenmar/share/config.cdf", "<?xml version=\"1.0\"?>\n<DEFINITION>\n</DEFINITION>\n");
     // The restart: records the boot mode it was asked for.
-    root.WriteFile("/sbin/reboot", "#!/bin/sh\ncp \"$KX_SYSTEM_ROOT/tmp/kx_boot_mode_input\" \"$KX_SYSTEM_ROOT/tmp/rebooted\"\n");
+    root.WriteFile("/sbin/reboot",
+                   "#!/bin/sh\ncp \"$KX_SYSTEM_ROOT/tmp/kx_boot_mode_input\" \"$KX_SYSTEM_ROOT/tmp/rebooted\"\n");
     std::filesystem::permissions(root / "/sbin/reboot", std::filesystem::perms::owner_all);
     ASSERT_TRUE(daemon.WaitUntilReady());
   }
@@ -57,8 +58,8 @@ class ControllerFixture : public testing::Test {
 
   // Ends the action; true once its lock is free.
   bool Finalize(const std::string& actionId, const std::string& webMethod, const std::string& postAction) {
-    const std::string finalize =
-        Call("FinalizeAction", "ActionID=" + actionId + "&WebMethod=" + webMethod + "&Action=" + postAction + "&Options=0");
+    const std::string finalize = Call(
+        "FinalizeAction", "ActionID=" + actionId + "&WebMethod=" + webMethod + "&Action=" + postAction + "&Options=0");
     EXPECT_TRUE(Contains(finalize, "Result=\"0\"")) << finalize;
     for (int polls = 0; polls < 300; ++polls) {
       if (std::filesystem::is_empty(root / "/.syscfg-action")) return true;

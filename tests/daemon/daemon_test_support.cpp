@@ -1,8 +1,8 @@
 #include "tests/daemon/daemon_test_support.h"
 
-#include <gtest/gtest.h>
 #include <archive.h>
 #include <archive_entry.h>
+#include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -29,16 +29,21 @@ void RunProgram(std::vector<std::string> words) {
   argv.push_back(nullptr);
   pid_t pid = -1;
   int status = -1;
-  if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0 ||
-      ::waitpid(pid, &status, 0) != pid || status != 0) {
+  if (::posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0 || ::waitpid(pid, &status, 0) != pid ||
+      status != 0) {
     throw std::runtime_error("failed: " + words[0]);
   }
 }
 
 bool IsLeftOut(const std::string& path) {
-  static const char* const kLeftOut[] = {".syscfg-action", "mnt/userfs/.syscfg-action", ".kx-uploads", "tmp",
-                                         "var/tmp", "etc/brenmar/share/currentAction.xml",
-                                         "etc/brenmar/share/lastAction.xml", "etc/brenmar/share/log"};
+  static const char* const kLeftOut[] = {".syscfg-action",
+                                         "mnt/userfs/.syscfg-action",
+                                         ".kx-uploads",
+                                         "tmp",
+                                         "var/tmp",
+                                         "etc/brenmar/share/currentAction.xml",
+                                         "etc/brenmar/share/lastAction.xml",
+                                         "etc/brenmar/share/log"};
   for (const std::string prefix : kLeftOut) {
     if (path == prefix || path.rfind(prefix + "/", 0) == 0) return true;
   }
@@ -84,7 +89,8 @@ void InstallSampleRepository(const ScratchRoot& root) {
   const std::string repository = root / "/var/local/kx/repository";
   fs::create_directories(repository);
   fs::copy(std::string(KX_SAMPLES_DIR) + "/repository", repository, fs::copy_options::recursive);
-  RunProgram({"tar", "-cf", repository + "/greeting-1.0/greeting.tar", "-C", repository + "/greeting-1.0/archive", "."});
+  RunProgram(
+      {"tar", "-cf", repository + "/greeting-1.0/greeting.tar", "-C", repository + "/greeting-1.0/archive", "."});
 }
 
 std::string TakeActionLock(const std::string& actionId) {
@@ -108,7 +114,10 @@ void WriteTestImage(const std::string& path, const std::vector<TestImageEntry>& 
     archive_entry_set_perm(header, entry.type == 'd' ? 0755 : 0644);
     archive_entry_set_mtime(header, 1700000000, 0);
     const char type = entry.type;
-    archive_entry_set_filetype(header, type == 'd' ? AE_IFDIR : type == 'l' ? AE_IFLNK : type == 'c' ? AE_IFCHR : AE_IFREG);
+    archive_entry_set_filetype(header, type == 'd'   ? AE_IFDIR
+                                       : type == 'l' ? AE_IFLNK
+                                       : type == 'c' ? AE_IFCHR
+                                                     : AE_IFREG);
     if (type == 'f') archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
     if (type == 'l') archive_entry_copy_symlink(header, entry.content.c_str());
     if (type == 'h') archive_entry_copy_hardlink(header, entry.content.c_str());

@@ -23,12 +23,13 @@ class DaemonEndToEnd : public kx::test::ControllerFixture {
  protected:
   // Runs one software update through the web service; returns the final Progress answer.
   std::string Update(const std::string& actionId, const std::string& catalogueFile) {
-    const std::string begin = Call("BeginAction", "ActionID=" + actionId + "&CustomLockHolder=test&Action=SoftwareUpdate");
+    const std::string begin =
+        Call("BeginAction", "ActionID=" + actionId + "&CustomLockHolder=test&Action=SoftwareUpdate");
     if (!Contains(begin, "Result=\"0\"")) return begin;
-    const auto update = Post(host.Port(), "/swinstall/SoftwareUpdate", kx::test::kMultipartType,
-                             kx::test::MultipartBody(
-                                 {{"command", "<WSACTIONCOMMAND NAME=\"" + actionId + "\" AUTOREBOOT=\"YES\"/>"},
-                                  {"catalogue", kx::test::SampleFile(catalogueFile), "install.cdf"}}));
+    const auto update =
+        Post(host.Port(), "/swinstall/SoftwareUpdate", kx::test::kMultipartType,
+             kx::test::MultipartBody({{"command", "<WSACTIONCOMMAND NAME=\"" + actionId + "\" AUTOREBOOT=\"YES\"/>"},
+                                      {"catalogue", kx::test::SampleFile(catalogueFile), "install.cdf"}}));
     if (!Contains(update.body, "Result=\"0\"")) return update.body;
     return WaitForResult(actionId);
   }

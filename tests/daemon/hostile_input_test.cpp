@@ -26,7 +26,8 @@ constexpr char kWanted[] = R"(<SOFTPKG NAME="{7B1D3F5A-9C2E-4A60-B8D1-3E5F7A9C1B
 // Packages delivered in the action directory itself, aiming everywhere but at their own place.
 std::string EscapingPackages(const std::string& outside) {
   return R"(<SOFTPKG NAME="{7B1D3F5A-9C2E-4A60-B8D1-3E5F7A9C1B2D}" VERSION="1.0"><IMPLEMENTATION>
-<SYMLINK SOURCE=")" + outside + R"(" LINK="/opt/made-link"/></IMPLEMENTATION></SOFTPKG>
+<SYMLINK SOURCE=")" +
+         outside + R"(" LINK="/opt/made-link"/></IMPLEMENTATION></SOFTPKG>
 <SOFTPKG NAME="{5E0F2A9C-1B3D-4C7E-8F60-2A4B6C8D0E1F}" VERSION="1.0"><IMPLEMENTATION>
 <CODEBASE FILENAME="payload" TARGET="/../../../../../../climbed"/>
 <CODEBASE FILENAME="payload" TARGET="/opt/absolute-link/through-absolute"/>
@@ -62,8 +63,9 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
   ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_NE(ReadFile(root / "/etc/brenmar/share/lastAction.xml").find("Result=\"0\""), std::string::npos);
   EXPECT_TRUE(fs::is_empty(outside));
-  for (const std::string& landed : std::vector<std::string>{"/climbed", outside + "/through-absolute", "/through-relative",
-                                   outside + "/through-a-link-of-this-update", "/windows/style"}) {
+  for (const std::string& landed :
+       std::vector<std::string>{"/climbed", outside + "/through-absolute", "/through-relative",
+                                outside + "/through-a-link-of-this-update", "/windows/style"}) {
     EXPECT_EQ(ReadFile(root / landed), "payload\n") << landed;
   }
 

@@ -67,8 +67,9 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
 
   // Backup, the blacklisted log left out.
   ASSERT_TRUE(Contains(Call("BeginAction", "ActionID=I1&CustomLockHolder=test"), "Result=\"0\""));
-  EXPECT_EQ(Call("GetSystemImage", "ActionID=I1&Blacklist=%2Fvar%2Flog&Options=0"),
-            "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"0\" ImageFileURL=\".syscfg-action/I1/SystemImage.tgz\" />");
+  EXPECT_EQ(
+      Call("GetSystemImage", "ActionID=I1&Blacklist=%2Fvar%2Flog&Options=0"),
+      "<?xml version=\"1.0\"?>\n<GetSystemImage Result=\"0\" ImageFileURL=\".syscfg-action/I1/SystemImage.tgz\" />");
   const std::string backup = WaitForResult("I1");
   EXPECT_TRUE(Contains(backup, "<Last Id=\"I1\" ActionType=\"GetSystemImage\"")) << backup;
   EXPECT_TRUE(Contains(backup, "Result=\"0\"")) << backup;
@@ -94,8 +95,9 @@ TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
   // Restore of the downloaded image, the log still blacklisted.
   ASSERT_TRUE(Contains(Call("BeginAction", "ActionID=I2&CustomLockHolder=test"), "Result=\"0\""));
   std::ofstream(root / "/.syscfg-action/I2/SystemImage.tgz", std::ios::binary) << download.body;
-  EXPECT_TRUE(Contains(Call("SetSystemImage", "ActionID=I2&LocalPath=%2F.syscfg-action%2FI2%2FSystemImage.tgz"
-                                              "&Blacklist=%2Fvar%2Flog&Options=0&Timeout=60000"),
+  EXPECT_TRUE(Contains(Call("SetSystemImage",
+                            "ActionID=I2&LocalPath=%2F.syscfg-action%2FI2%2FSystemImage.tgz"
+                            "&Blacklist=%2Fvar%2Flog&Options=0&Timeout=60000"),
                        "Result=\"0\""));
   const std::string restore = WaitForResult("I2");
   EXPECT_TRUE(Contains(restore, "<Last Id=\"I2\" ActionType=\"SetSystemImage\"")) << restore;
@@ -200,12 +202,14 @@ TEST(DaemonSystemImageRefusal, ARestoreThatFailsOrIsKilledAtAnyStepIsRolledBack)
   ASSERT_EQ(ForceRemoveActionLock(), 0);
 
   // Killed at step N, then started again; until a restore gets through whole.
-  const int step = kx::test::KillAtEveryStep(root, 100, [&] { RequestRestore("R2", image); }, [&](int killedAt) {
-    if (fs::exists(root / "/opt/dir/keep")) {  // not committed yet
-      EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "") << "killed at step " << killedAt;
-    }
-    ASSERT_EQ(ForceRemoveActionLock(), 0);
-  });
+  const int step = kx::test::KillAtEveryStep(
+      root, 100, [&] { RequestRestore("R2", image); },
+      [&](int killedAt) {
+        if (fs::exists(root / "/opt/dir/keep")) {  // not committed yet
+          EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "") << "killed at step " << killedAt;
+        }
+        ASSERT_EQ(ForceRemoveActionLock(), 0);
+      });
   EXPECT_GT(step, 15) << "too few steps to be a real restore";
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"0\"")) << LastAction(root);
   EXPECT_EQ(ReadFile(root / "/opt/dir"), "a file where the directory was\n");

@@ -18,8 +18,8 @@
 #include <thread>
 #include <vector>
 
-#include "discovery/mdns_service.h"
 #include "discovery/avahi_wrapper.h"
+#include "discovery/mdns_service.h"
 #include "tests/discovery/locator_stub.h"
 #include "tests/support/scratch_root.h"
 
@@ -37,8 +37,7 @@ struct BrowsedService {
 std::string Unescape(const std::string& text) {
   std::string plain;
   for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 3 < text.size() &&
-        std::isdigit(static_cast<unsigned char>(text[i + 1]))) {
+    if (text[i] == '\\' && i + 3 < text.size() && std::isdigit(static_cast<unsigned char>(text[i + 1]))) {
       plain += static_cast<char>(std::stoi(text.substr(i + 1, 3)));
       i += 3;
     } else if (text[i] == '\\' && i + 1 < text.size()) {
@@ -86,8 +85,8 @@ bool WaitUntilGone(const std::string& name) { return WaitForService(name, false)
 
 bool DaemonAnswers() {
   int error = 0;
-  kx::discovery::AvahiPollClient* client = kx::discovery::AvahiClientNew(
-      [](kx::discovery::AvahiPollClient&, AvahiClientState, void*) {}, nullptr, error);
+  kx::discovery::AvahiPollClient* client =
+      kx::discovery::AvahiClientNew([](kx::discovery::AvahiPollClient&, AvahiClientState, void*) {}, nullptr, error);
   kx::discovery::AvahiClientFree(client);
   return client != nullptr;
 }
@@ -96,15 +95,14 @@ class AvahiAnnouncement : public testing::Test {
  protected:
   void SetUp() override {
     if (!DaemonAnswers()) {
-      if (std::getenv("KX_AVAHI_REQUIRED") != nullptr)
-        FAIL() << "no avahi-daemon answers on the system bus";
+      if (std::getenv("KX_AVAHI_REQUIRED") != nullptr) FAIL() << "no avahi-daemon answers on the system bus";
       GTEST_SKIP() << "no avahi-daemon answers on the system bus";
     }
-    name_ = "kxtest-" + std::to_string(::getpid()) + "-" +
-            testing::UnitTest::GetInstance()->current_test_info()->name();
-    root_.WriteFile("/etc/brenmar/share/target.ini",
-                    "[Target]\nHostName=" + name_ +
-                        "\nTargetClass=TestClass\nTargetID=0x1A\nMACAddress=02:00:0a:bc:de:f1\n");
+    name_ =
+        "kxtest-" + std::to_string(::getpid()) + "-" + testing::UnitTest::GetInstance()->current_test_info()->name();
+    root_.WriteFile(
+        "/etc/brenmar/share/target.ini",
+        "[Target]\nHostName=" + name_ + "\nTargetClass=TestClass\nTargetID=0x1A\nMACAddress=02:00:0a:bc:de:f1\n");
     ::setenv("KX_LOCATOR_PORT", std::to_string(locator_.Port()).c_str(), 1);
 
     void* library = ::dlopen(KX_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -132,10 +130,9 @@ TEST_F(AvahiAnnouncement, PluginAnnouncesUntilFinalize) {
   const std::optional<BrowsedService> service = WaitForService(name_);
   ASSERT_TRUE(service) << name_ << " never appeared";
   EXPECT_EQ(service->port, 8443);
-  for (const char* entry : {"DevClass=TestClass", "OS=Linux-ARMv7-A", "ProdId=0x001A",
-                            "server=https", "MAC=02:00:0A:BC:DE:F1"}) {
-    EXPECT_NE(std::find(service->txt.begin(), service->txt.end(), entry), service->txt.end())
-        << entry;
+  for (const char* entry :
+       {"DevClass=TestClass", "OS=Linux-ARMv7-A", "ProdId=0x001A", "server=https", "MAC=02:00:0A:BC:DE:F1"}) {
+    EXPECT_NE(std::find(service->txt.begin(), service->txt.end(), entry), service->txt.end()) << entry;
   }
   EXPECT_EQ(service->txt.size(), 5u);
   ASSERT_FALSE(locator_.Requests().empty());

@@ -49,14 +49,13 @@ TEST(LocateSystemWebServer, AStopEndsTheWaitAtOnce) {
   });
   WebServerLocation location;
   const Clock::time_point start = Clock::now();
-  EXPECT_FALSE(LocateSystemWebServer(WebServerLocator(kx::test::UnusedLoopbackPort()),
-                                     LocatorSchedule{30, 10s, 1000}, &stop, location));
+  EXPECT_FALSE(LocateSystemWebServer(WebServerLocator(kx::test::UnusedLoopbackPort()), LocatorSchedule{30, 10s, 1000},
+                                     &stop, location));
   EXPECT_LT(Clock::now() - start, 1s);
   stopper.join();
   // Raised before the first attempt: not even one query.
   LocatorStub stub(kx::test::LocatorAnswer("port=80\nscheme=http\n"));
-  EXPECT_FALSE(LocateSystemWebServer(WebServerLocator(stub.Port()), LocatorSchedule{30, 10s, 1000},
-                                     &stop, location));
+  EXPECT_FALSE(LocateSystemWebServer(WebServerLocator(stub.Port()), LocatorSchedule{30, 10s, 1000}, &stop, location));
   EXPECT_TRUE(stub.Requests().empty());
 }
 

@@ -15,8 +15,7 @@ namespace {
 // The entries in the order they were added.
 std::vector<std::string> Entries(const TxtList& list) {
   std::vector<std::string> entries;
-  for (AvahiStringList* entry = list.get(); entry != nullptr;
-       entry = avahi_string_list_get_next(entry)) {
+  for (AvahiStringList* entry = list.get(); entry != nullptr; entry = avahi_string_list_get_next(entry)) {
     entries.emplace_back(reinterpret_cast<const char*>(avahi_string_list_get_text(entry)),
                          avahi_string_list_get_size(entry));
   }
@@ -27,8 +26,8 @@ std::vector<std::string> Entries(const TxtList& list) {
 TEST(TxtRecordTest, PairsAreAddedInKeyOrderWithAFourDigitProductId) {
   TxtList list;
   ASSERT_TRUE(kx::discovery::BuildTxtList(kx::discovery::ServiceTxtPairs("cRIO", 0x1A, "https"), list));
-  EXPECT_EQ(Entries(list), (std::vector<std::string>{"DevClass=cRIO", "OS=Linux-ARMv7-A",
-                                                     "ProdId=0x001A", "server=https"}));
+  EXPECT_EQ(Entries(list),
+            (std::vector<std::string>{"DevClass=cRIO", "OS=Linux-ARMv7-A", "ProdId=0x001A", "server=https"}));
   EXPECT_EQ(kx::discovery::FormatProductId(0xABCDE), "0xABCDE");
 }
 

@@ -27,8 +27,7 @@ TEST(WebServerLocator, AsksTheLocatorAndReadsPortAndScheme) {
   EXPECT_EQ(location.port, 8443);
   EXPECT_EQ(location.scheme, "https");
   ASSERT_EQ(stub.Requests().size(), 1u);
-  EXPECT_EQ(stub.Requests()[0].rfind("GET /locator/SystemWebServer HTTP/1.0\r\n", 0), 0u)
-      << stub.Requests()[0];
+  EXPECT_EQ(stub.Requests()[0].rfind("GET /locator/SystemWebServer HTTP/1.0\r\n", 0), 0u) << stub.Requests()[0];
   // The locator's port comes from the environment when valid.
   const std::pair<const char*, uint16_t> ports[] = {{nullptr, 3580}, {"12345", 12345}, {"70000", 3580}};
   for (const auto& [variable, port] : ports) {

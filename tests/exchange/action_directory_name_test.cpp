@@ -23,8 +23,19 @@ TEST(ActionDirectoryName, OtherIdsGetAStableEncodedName) {
   EXPECT_EQ(ActionDirectoryName("{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}"),
             "~6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB.5febff3f76782bfa");
   EXPECT_EQ(ActionDirectoryName(".."), "~.07da1a07b4a03f2d");
-  const std::string ids[] = {".", "..", "a..b", "a/b", "/", "../../etc/passwd", "blank id", "host:7",
-                             "\xc3\xa4", "a\nb", "a\0b"s, "~A1.0123456789abcdef", std::string(129, 'a'),
+  const std::string ids[] = {".",
+                             "..",
+                             "a..b",
+                             "a/b",
+                             "/",
+                             "../../etc/passwd",
+                             "blank id",
+                             "host:7",
+                             "\xc3\xa4",
+                             "a\nb",
+                             "a\0b"s,
+                             "~A1.0123456789abcdef",
+                             std::string(129, 'a'),
                              std::string(4096, '/')};
   std::set<std::string> names;
   for (const std::string& id : ids) {
@@ -42,9 +53,9 @@ TEST(ActionDirectoryName, OtherIdsGetAStableEncodedName) {
 }
 
 TEST(ActionDirectoryName, OnlyDerivableNamesAreActionDirectories) {
-  for (const std::string& name : {""s, "."s, ".."s, "a/b"s, "a..b"s, "~"s, "~.0123456789abcde"s, "~x.0123456789ABCDEF"s,
-                                 "~x:y.0123456789abcdef"s, "~x0123456789abcdef"s, "~" + std::string(65, 'a') + ".0123456789abcdef",
-                                 std::string(129, 'a'), "a\0b"s}) {
+  for (const std::string& name :
+       {""s, "."s, ".."s, "a/b"s, "a..b"s, "~"s, "~.0123456789abcde"s, "~x.0123456789ABCDEF"s, "~x:y.0123456789abcdef"s,
+        "~x0123456789abcdef"s, "~" + std::string(65, 'a') + ".0123456789abcdef", std::string(129, 'a'), "a\0b"s}) {
     EXPECT_FALSE(IsActionDirectoryName(name)) << name;
   }
   EXPECT_TRUE(IsActionDirectoryName("~.0123456789abcdef"));

@@ -12,8 +12,8 @@ using namespace std::string_literals;
 
 // Whatever the ID holds, its record starts with one Id line that gives it back whole.
 TEST(LockRecord, IdLineKeepsAnyIdWhole) {
-  for (const std::string& id : {"A1"s, "{6F1C5A2E-9D3B}"s, "a\nId=B2"s, "cr\r\n"s, "a\0b"s, "back\\slash\\x41"s,
-                               "\\"s, "\xc3\xa4 \x7f"s, std::string(4096, 'x')}) {
+  for (const std::string& id : {"A1"s, "{6F1C5A2E-9D3B}"s, "a\nId=B2"s, "cr\r\n"s, "a\0b"s, "back\\slash\\x41"s, "\\"s,
+                                "\xc3\xa4 \x7f"s, std::string(4096, 'x')}) {
     const std::string text = LockRecordText({id, "holder", 42, 1600000000});
     const std::string line = LockRecordIdLine(id);
     EXPECT_EQ(text.rfind(line, 0), 0u) << id;
@@ -32,7 +32,7 @@ TEST(LockRecord, HolderCannotForgeALine) {
 
 TEST(LockRecord, MalformedIdLinesNameNoAction) {
   for (const std::string& line : {""s, "Holder=x"s, "id=A1"s, "Id=a\\"s, "Id=a\\x4"s, "Id=a\\x4g"s, "Id=a\\x4a"s,
-                                 "Id=a\\n"s, "Id=a\tb"s, "Id=a\nb"s}) {
+                                  "Id=a\\n"s, "Id=a\tb"s, "Id=a\nb"s}) {
     EXPECT_EQ(LockRecordActionId(line), std::nullopt) << line;
   }
   EXPECT_EQ(LockRecordActionId("Id="), "");

@@ -23,11 +23,12 @@ TEST(ExchangePaths, TableFollowsTheSafeModeMarkerOnEveryCall) {
     const std::string base = safeMode ? root / "/mnt/userfs" : root.Path();
     EXPECT_EQ(std::vector<std::string>({ExchangeBase(false), ExchangeBase(true), ActionExchangeDirectory()}),
               std::vector<std::string>({base, base + "/", base + "/.syscfg-action"}));
-    EXPECT_EQ(std::vector<std::string>({ConfigurationDirectory(), CurrentActionFilePath(), LastActionFilePath(),
-                                        InstalledConfigurationPath(), FailedInstallationMarkerPath(),
-                                        InstallationStatusLogPath()}),
-              std::vector<std::string>({share, share + "/currentAction.xml", share + "/lastAction.xml", share + "/config.cdf",
-                                        share + "/config.old", share + "/log/installationStatus.log"}));
+    EXPECT_EQ(
+        std::vector<std::string>({ConfigurationDirectory(), CurrentActionFilePath(), LastActionFilePath(),
+                                  InstalledConfigurationPath(), FailedInstallationMarkerPath(),
+                                  InstallationStatusLogPath()}),
+        std::vector<std::string>({share, share + "/currentAction.xml", share + "/lastAction.xml", share + "/config.cdf",
+                                  share + "/config.old", share + "/log/installationStatus.log"}));
   }
   unsetenv("KX_SYSTEM_ROOT");  // the scratch root puts it back
   if (kx::tal::PathExists("/etc/brenmar/safemode")) GTEST_SKIP() << "this machine is in safe mode";

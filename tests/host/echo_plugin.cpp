@@ -58,8 +58,8 @@ ECHO_EXPORT void orlaRun(kx::webruntime::WebRequest* request, uint32_t handle) {
   for (const UploadedFile* file = UploadedFilesList_GetFirst(uploads); file; file = file->next) files.push_back(file);
   reply += uploads == nullptr ? "uploads=none\n" : "uploads=" + std::to_string(files.size()) + "\n";
   for (const UploadedFile* file : files) {
-    reply += std::string("upload ") + file->fieldName + "|" + file->fileName + "|" + std::to_string(file->size) +
-             "|" + file->localPath + "\n";
+    reply += std::string("upload ") + file->fieldName + "|" + file->fileName + "|" + std::to_string(file->size) + "|" +
+             file->localPath + "\n";
   }
   if (!moveTo.empty() && !files.empty()) std::rename(files.front()->localPath, moveTo.c_str());
   UploadedFilesList_Release(uploads);

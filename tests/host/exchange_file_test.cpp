@@ -29,8 +29,8 @@ class WebhostImageDownload : public testing::Test {
   void TearDown() override { EXPECT_EQ(host.Stop(SIGTERM), 0); }
 
   kx::test::HttpAnswer GetRange(const std::string& target, const std::string& range) {
-    return Exchange(host.Port(), "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\nRange: " + range +
-                                     "\r\n\r\n");
+    return Exchange(host.Port(),
+                    "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\nRange: " + range + "\r\n\r\n");
   }
 
   kx::test::ScratchRoot root;
@@ -50,15 +50,15 @@ TEST_F(WebhostImageDownload, WholeAndByRange) {
     size_t first, length;
     const char* contentRange;
   };
-  for (const Case& c : {Case{"bytes=10-19", 206, 10, 10, "bytes 10-19/100000"},
-                        Case{"bytes=99990-", 206, 99990, 10, "bytes 99990-99999/100000"},
-                        Case{"bytes=-5", 206, 99995, 5, "bytes 99995-99999/100000"},
-                        Case{"bytes=99999-200000", 206, 99999, 1, "bytes 99999-99999/100000"},
-                        Case{"bytes=100000-", 416, 0, 0, "bytes */100000"},
-                        Case{"bytes=-0", 416, 0, 0, "bytes */100000"},
-                        // Ignored: several ranges, another unit, nonsense.
-                        Case{"bytes=0-1,5-6", 200, 0, 100000, nullptr}, Case{"lines=1-2", 200, 0, 100000, nullptr},
-                        Case{"bytes=9-3", 200, 0, 100000, nullptr}}) {
+  for (const Case& c :
+       {Case{"bytes=10-19", 206, 10, 10, "bytes 10-19/100000"},
+        Case{"bytes=99990-", 206, 99990, 10, "bytes 99990-99999/100000"},
+        Case{"bytes=-5", 206, 99995, 5, "bytes 99995-99999/100000"},
+        Case{"bytes=99999-200000", 206, 99999, 1, "bytes 99999-99999/100000"},
+        Case{"bytes=100000-", 416, 0, 0, "bytes */100000"}, Case{"bytes=-0", 416, 0, 0, "bytes */100000"},
+        // Ignored: several ranges, another unit, nonsense.
+        Case{"bytes=0-1,5-6", 200, 0, 100000, nullptr}, Case{"lines=1-2", 200, 0, 100000, nullptr},
+        Case{"bytes=9-3", 200, 0, 100000, nullptr}}) {
     const auto answer = GetRange(kImageUrl, c.range);
     EXPECT_EQ(answer.status, c.status) << c.range;
     if (c.status != 416) {
@@ -76,14 +76,18 @@ TEST_F(WebhostImageDownload, NothingElseAndNoLinkIsServed) {
   fs::create_symlink(root / "/outside/SystemImage.tgz", root / "/.syscfg-action/A3/SystemImage.tgz");
   for (const std::string target :
        {"/swinstall/files/.syscfg-action/A1/ActionLock.txt", "/swinstall/files/.syscfg-action/A2/SystemImage.tgz",
-        "/swinstall/files/.syscfg-action/A3/SystemImage.tgz", "/swinstall/files/.syscfg-action/../outside/SystemImage.tgz",
+        "/swinstall/files/.syscfg-action/A3/SystemImage.tgz",
+        "/swinstall/files/.syscfg-action/../outside/SystemImage.tgz",
         "/swinstall/files/.syscfg-action/%2e%2e/outside/SystemImage.tgz", "/swinstall/files/outside/SystemImage.tgz",
         "/swinstall/files/.syscfg-action/A1/../A1/SystemImage.tgz", "/swinstall/files/.syscfg-action/SystemImage.tgz",
         "/swinstall/files/.syscfg-action/A1/SystemImage.tgz/x"}) {
     EXPECT_EQ(Get(host.Port(), target).status, 404) << target;
   }
-  EXPECT_EQ(Exchange(host.Port(), std::string("POST ") + kImageUrl + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
-                                                                     "Content-Length: 0\r\n\r\n").status, 405);
+  EXPECT_EQ(Exchange(host.Port(), std::string("POST ") + kImageUrl +
+                                      " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n"
+                                      "Content-Length: 0\r\n\r\n")
+                .status,
+            405);
   // In safe mode the exchange is below the user file system, and only there.
   root.WriteFile("/etc/brenmar/safemode", "");
   EXPECT_EQ(Get(host.Port(), kImageUrl).status, 404);

@@ -10,7 +10,7 @@
 namespace kx::test {
 
 struct HttpAnswer {
-  int status = 0;  // 0: the connection closed without an answer
+  int status = 0;                              // 0: the connection closed without an answer
   std::map<std::string, std::string> headers;  // names in lower case
   std::string body;
 };

@@ -69,10 +69,10 @@ TEST(MultipartParser, PreambleIsSkippedAndAnEmptyFormIsValid) {
 TEST(MultipartParser, MalformedBodiesAreRefused) {
   const std::string header = "Content-Disposition: form-data; name=\"a\"\r\n\r\n";
   const std::string cases[] = {
-      "--x\r\n" + header + "value",                            // no closing delimiter
+      "--x\r\n" + header + "value",                             // no closing delimiter
       "--x\r\n" + header + "1\r\n--xy\r\n" + header + "2\r\n",  // a longer boundary is not this one
       "--x\r\n" + header + "1\r\n--x!!",                        // junk after a delimiter
-      "--x\r\nContent-Type: text/plain\r\n\r\n1\r\n--x--",     // no Content-Disposition
+      "--x\r\nContent-Type: text/plain\r\n\r\n1\r\n--x--",      // no Content-Disposition
       "--x\r\nContent-Disposition: attachment; name=a\r\n\r\n1\r\n--x--",
       "--x\r\nContent-Disposition: form-data\r\n\r\n1\r\n--x--",  // no name
       "--x\r\nno colon\r\n\r\n1\r\n--x--",

@@ -30,10 +30,11 @@ TEST_F(WebhostPlugin, MethodsAnswerAsThePluginSays) {
     const char* reason;
     const char* body;
   };
-  for (const Case& c : {Case{"Ping", 200, nullptr, "<?xml version=\"1.0\"?>\n<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"0\" />\n"},
-                        Case{"NoSuchMethod", 501, "Unimplemented", ""}, Case{"Foo-Bar", 501, "Unimplemented", ""},
-                        Case{"%C3%BC", 501, "Unimplemented", ""}, Case{"", 501, "Unimplemented", ""},
-                        Case{"Browse", 500, nullptr, ""}, Case{"Ping/x", 404, nullptr, "not found\n"}}) {
+  for (const Case& c :
+       {Case{"Ping", 200, nullptr, "<?xml version=\"1.0\"?>\n<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"0\" />\n"},
+        Case{"NoSuchMethod", 501, "Unimplemented", ""}, Case{"Foo-Bar", 501, "Unimplemented", ""},
+        Case{"%C3%BC", 501, "Unimplemented", ""}, Case{"", 501, "Unimplemented", ""}, Case{"Browse", 500, nullptr, ""},
+        Case{"Ping/x", 404, nullptr, "not found\n"}}) {
     auto answer = Post(host.Port(), std::string("/swinstall/") + c.method, "application/x-www-form-urlencoded", "a=1");
     EXPECT_EQ(answer.status, c.status) << c.method;
     EXPECT_EQ(answer.body, c.body) << c.method;
@@ -59,8 +60,8 @@ TEST_F(WebhostPlugin, ImageOfABracedGuidActionIsServedAtItsUrl) {
 TEST_F(WebhostPlugin, SoftwareUpdateUploadArrivesAsInstallCdf) {
   // The update is carried out after a restart into install mode, simulated here.
   root.WriteFile("/sbin/reboot",
-                "#!/bin/sh\nmkdir -p \"$KX_SYSTEM_ROOT/tmp\"\n"
-                "printf 'Install Mode' > \"$KX_SYSTEM_ROOT/tmp/kx_system_state\"\n");
+                 "#!/bin/sh\nmkdir -p \"$KX_SYSTEM_ROOT/tmp\"\n"
+                 "printf 'Install Mode' > \"$KX_SYSTEM_ROOT/tmp/kx_system_state\"\n");
   std::filesystem::permissions(root / "/sbin/reboot", std::filesystem::perms::owner_all);
   const std::string catalogue = "<?xml version=\"1.0\"?>\n<?CDF VERSION=\"7.0\"?>\n<DEFINITION></DEFINITION>\n";
   root.WriteFile("/etc/brenmar/share/config.cdf", catalogue);  // the installed software

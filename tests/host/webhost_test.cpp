@@ -36,15 +36,16 @@ size_t FileCount(const std::string& directory) {
 
 // Waits (at most 10 s) for the host to finish cleaning up after a request.
 bool BecomesEmpty(const std::string& directory) {
-  for (int i = 0; i < 1000 && FileCount(directory) != 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  for (int i = 0; i < 1000 && FileCount(directory) != 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   return FileCount(directory) == 0;
 }
 
 class WebhostEcho : public testing::Test {
  protected:
   kx::test::ScratchRoot root;
-  WebhostProcess host{{"--root", root.Path(), "--plugin", KX_ECHO_PLUGIN_PATH, "--max-body", "1048576",
-                       "--max-text-body", "65536"}};
+  WebhostProcess host{
+      {"--root", root.Path(), "--plugin", KX_ECHO_PLUGIN_PATH, "--max-body", "1048576", "--max-text-body", "65536"}};
   const std::string uploads = root / "/.kx-uploads";
 
   // Whatever a test sent, the host still shuts down cleanly (and, built with
@@ -58,8 +59,8 @@ class WebhostEcho : public testing::Test {
 };
 
 TEST_F(WebhostEcho, FormFieldsBodyStatusAndReasonPassThePlugin) {
-  auto answer = Post(host.Port(), "/swinstall/Echo?b=1&a=x%20y&bare", "application/x-www-form-urlencoded",
-                     "a=2&c=3+4&flag");
+  auto answer =
+      Post(host.Port(), "/swinstall/Echo?b=1&a=x%20y&bare", "application/x-www-form-urlencoded", "a=2&c=3+4&flag");
   EXPECT_EQ(answer.headers["content-type"], "text/plain");
   EXPECT_EQ(answer.body,  // the query first, then the body
             "method=Echo\nfield b=1\nfield a=x y\nfield bare=\nfield a=2\nfield c=3 4\nfield flag=\n"
@@ -89,7 +90,9 @@ TEST_F(WebhostEcho, MultipartFilesAreStoredAndRemovedUnlessMoved) {
 
   fs::create_directories(root / "/.syscfg-action/A1");
   EXPECT_EQ(Post(host.Port(), "/swinstall/SoftwareUpdate?moveTo=.syscfg-action/A1/install.cdf", kMultipartType,
-                 MultipartBody({{"catalogue", catalogue, "c.cdf"}})).status, 200);
+                 MultipartBody({{"catalogue", catalogue, "c.cdf"}}))
+                .status,
+            200);
   EXPECT_EQ(ReadFile(root / "/.syscfg-action/A1/install.cdf"), catalogue);
   EXPECT_TRUE(BecomesEmpty(uploads));
   // A multipart form without files still has an (empty) upload list.
@@ -99,8 +102,8 @@ TEST_F(WebhostEcho, MultipartFilesAreStoredAndRemovedUnlessMoved) {
 
 TEST_F(WebhostEcho, HostileRequestsGetAnAnswerOrAClosedConnection) {
   const std::string form = "application/x-www-form-urlencoded", longName(1 << 20, 'n');
-  std::string chunked = "POST /swinstall/Echo HTTP/1.1\r\nHost: x\r\nContent-Type: " +
-                        std::string(kMultipartType) + "\r\nTransfer-Encoding: chunked\r\n\r\n";
+  std::string chunked = "POST /swinstall/Echo HTTP/1.1\r\nHost: x\r\nContent-Type: " + std::string(kMultipartType) +
+                        "\r\nTransfer-Encoding: chunked\r\n\r\n";
   for (int i = 0; i < 20; ++i) chunked += "10000\r\n" + std::string(0x10000, 'c') + "\r\n";  // no declared length
   std::string broken = MultipartBody({{"f", "data", "a.cdf"}}), manyFields;
   broken.replace(broken.rfind("kx-test-boundary"), 5, "XXXXX");
@@ -149,7 +152,8 @@ TEST_F(WebhostEcho, AClientThatDisconnectsMidUploadLeavesNoFile) {
   const int socket = kx::test::Connect(host.Port());
   const std::string start = "POST /swinstall/Echo HTTP/1.1\r\nHost: x\r\nContent-Type: " + std::string(kMultipartType) +
                             "\r\nContent-Length: 1000000\r\n\r\n--kx-test-boundary\r\nContent-Disposition: form-data;"
-                            " name=\"f\"; filename=\"a.bin\"\r\n\r\n" + std::string(200000, 'd');
+                            " name=\"f\"; filename=\"a.bin\"\r\n\r\n" +
+                            std::string(200000, 'd');
   ASSERT_EQ(::send(socket, start.data(), start.size(), MSG_NOSIGNAL), static_cast<ssize_t>(start.size()));
   for (int i = 0; i < 1000 && FileCount(uploads) == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_EQ(FileCount(uploads), 1u) << "the upload was not being written";

@@ -38,8 +38,8 @@ TEST(IniDocumentTest, ValuesAreWrittenAsGiven) {
     ASSERT_EQ(document.SetText("Req", "Path", value), kOk);
     EXPECT_EQ(test::Render(document), text);
   }
-  for (const char* value : {"[evil]", "x=1", "; not a comment", "'", "k Line0002=x", "  padded  ",
-                            "\xEF\xBB\xBF\x01\xFF"}) {
+  for (const char* value :
+       {"[evil]", "x=1", "; not a comment", "'", "k Line0002=x", "  padded  ", "\xEF\xBB\xBF\x01\xFF"}) {
     Document document;
     ASSERT_EQ(document.SetText("Req", "Path", value), kOk);
     for (int32_t maxLength : {-1, 20}) {

@@ -37,7 +37,7 @@ Document RequestDocument(uint32_t options, int32_t maxLength = -1) {
 
 // The safe-save hook is a plain function pointer; it takes its orders from here.
 std::string lastTemporary;
-std::string replaceByDirectory;  // this target becomes a directory, so that the rename fails
+std::string replaceByDirectory;                    // this target becomes a directory, so that the rename fails
 kx::test::ReadySignal* signalThenBlock = nullptr;  // sends, then waits to be killed
 
 void AtRename(const char* temporary) {
@@ -73,7 +73,8 @@ TEST_F(IniFileTest, LoadReportsMissingAndUnreadableFiles) {
   ::chmod(dir_.Path().c_str(), 0755);
   EXPECT_EQ(kx::test::RunInChild([&] {  // as an unprivileged user
               return ::setgid(65534) == 0 && ::setuid(65534) == 0 && Document().Load(path) == kErrorUnreadable ? 0 : 1;
-            }), 0);
+            }),
+            0);
   ASSERT_EQ(document.Load(path), kOk);
   int32_t severity = 0;
   EXPECT_TRUE(document.GetInt32("orla", "Severity", severity) && severity == 49);

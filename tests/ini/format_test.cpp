@@ -49,9 +49,25 @@ TEST(IniFormatTest, SplitsLongValuesIntoNumberedLines) {
 }
 
 TEST(IniFormatTest, MalformedAndHugeInputLoadsByTheReadingRulesInLinearTime) {
-  const std::string text = "\xEF\xBB\xBF" "top=1\r\n" "\x01\xFF=\x80\n" "bad\0key=x\n" "no separator\n" "=no name\n"
-                           "; for good\n" "  [good] trailing\n" "k  =  v\n" "[broken\n" "lost=1\n" "[]\n" "lost2=1\n"
-                           "[good]\n" "# for k2\n" "k2 Line0001=\"a\"\n" "k2 Line0003=\"c\"\n" "; dropped"s;
+  const std::string text =
+      "\xEF\xBB\xBF"
+      "top=1\r\n"
+      "\x01\xFF=\x80\n"
+      "bad\0key=x\n"
+      "no separator\n"
+      "=no name\n"
+      "; for good\n"
+      "  [good] trailing\n"
+      "k  =  v\n"
+      "[broken\n"
+      "lost=1\n"
+      "[]\n"
+      "lost2=1\n"
+      "[good]\n"
+      "# for k2\n"
+      "k2 Line0001=\"a\"\n"
+      "k2 Line0003=\"c\"\n"
+      "; dropped"s;
   Document document;
   ASSERT_EQ(ParseText(text, document), kOk);
   document.SetWriteSettings(-1, 0, kOptionComments);
@@ -85,14 +101,18 @@ Document RandomDocument(std::mt19937& random) {
   const char quotes[] = {0, 0, '"', '\''};
   for (size_t s = pick(2); s < 4; ++s) {
     const std::string section = s == 0 ? "" : "Sect " + std::to_string(s);
-    if (s != 0 && pick(2) == 0) { EXPECT_EQ(document.AddComment(section, "", ";" + text(8)), kOk); }
+    if (s != 0 && pick(2) == 0) {
+      EXPECT_EQ(document.AddComment(section, "", ";" + text(8)), kOk);
+    }
     for (size_t k = 0, keys = 1 + pick(4); k < keys; ++k) {
       const std::string key = "k" + std::to_string(k) + char('a' + pick(26));
       const std::string value = text(pick(4) == 0 ? 300 : 30);
       // Unquoted, a value starting with a quote character would lose it on reading.
       const char quote = !value.empty() && (value[0] == '"' || value[0] == '\'') ? '"' : quotes[pick(4)];
       EXPECT_EQ(document.SetText(section, key, value, quote), kOk);
-      if (pick(3) == 0) { EXPECT_EQ(document.AddComment(section, key, "#" + text(8)), kOk); }
+      if (pick(3) == 0) {
+        EXPECT_EQ(document.AddComment(section, key, "#" + text(8)), kOk);
+      }
     }
   }
   return document;
@@ -102,7 +122,8 @@ Document RandomDocument(std::mt19937& random) {
 std::string Dump(const Document& document, bool withComments) {
   std::string out;
   const auto comments = [&](const std::vector<std::string>& lines) {
-    if (withComments) for (const std::string& line : lines) out += "C" + line + "\n";
+    if (withComments)
+      for (const std::string& line : lines) out += "C" + line + "\n";
   };
   for (const Section& section : document.Sections()) {
     out += "S" + section.name + "\n";

@@ -41,9 +41,8 @@ TEST(IniStampTest, LoadRecordsTheModificationSecondAndChangesAreWholeSeconds) {
   SetModificationTime(path, 1600000000, 0);
   Document document;
   ASSERT_EQ(document.Load(path), kOk);
-  for (const auto& [seconds, microseconds, changed] : {std::make_tuple(1600000000, 750000, 0),
-                                                       std::make_tuple(1600000001, 0, 1),
-                                                       std::make_tuple(1599999999, 0, 1)}) {
+  for (const auto& [seconds, microseconds, changed] :
+       {std::make_tuple(1600000000, 750000, 0), std::make_tuple(1600000001, 0, 1), std::make_tuple(1599999999, 0, 1)}) {
     SetModificationTime(path, seconds, microseconds);
     EXPECT_EQ(document.ChangedOnDisk(), changed) << seconds;
   }

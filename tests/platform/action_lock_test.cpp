@@ -1,7 +1,7 @@
 #include "platform/action_lock.h"
 
-#include <gtest/gtest.h>
 #include <grp.h>
+#include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,9 +35,18 @@ class ActionLockTest : public ::testing::Test {
 // directory directly inside the action exchange directory, and only that whole
 // ID holds it.
 TEST_F(ActionLockTest, AnyIdUpTo4KiBTakesTheLockInsideTheExchange) {
-  const std::vector<std::string> ids = {
-      "{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}", "blank id", "host:7", "\xc3\xa4ktion", "a/b", "..", ".",
-      "../../etc", "a\nId=B2", std::string("a\0b", 3), "back\\slash", std::string(4096, 'x')};
+  const std::vector<std::string> ids = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}",
+                                        "blank id",
+                                        "host:7",
+                                        "\xc3\xa4ktion",
+                                        "a/b",
+                                        "..",
+                                        ".",
+                                        "../../etc",
+                                        "a\nId=B2",
+                                        std::string("a\0b", 3),
+                                        "back\\slash",
+                                        std::string(4096, 'x')};
   for (const std::string& id : ids) {
     std::string path;
     ASSERT_EQ(ObtainActionLock(id, "holder", path), 0) << id;
@@ -140,8 +149,9 @@ TEST_F(ActionLockTest, InterruptedActionBecomesTheLastAction) {
   ASSERT_EQ(ConvertCurrentActionProgress(id), 0);
   EXPECT_EQ(id, "A7");
   EXPECT_FALSE(fs::exists(root_ / "/etc/brenmar/share/currentAction.xml"));
-  const std::regex line("<Last Id=\"A7\" ActionType=\"SoftwareUpdate\" "
-                        "StopTime=\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\S+\" Result=\"-2147467259\"/>\n");
+  const std::regex line(
+      "<Last Id=\"A7\" ActionType=\"SoftwareUpdate\" "
+      "StopTime=\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\S+\" Result=\"-2147467259\"/>\n");
   EXPECT_TRUE(std::regex_match(ReadFile(root_ / "/etc/brenmar/share/lastAction.xml"), line));
 }
 

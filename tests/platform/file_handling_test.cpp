@@ -1,5 +1,5 @@
-#include <gtest/gtest.h>
 #include <grp.h>
+#include <gtest/gtest.h>
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -39,9 +39,9 @@ std::tuple<uid_t, gid_t, mode_t> Owner(const std::string& path) {
 }
 
 TEST(OwnershipTest, SymbolicModesAndUnknownNames) {
-  const std::pair<const char*, int32_t> modes[] = {
-      {"rw-rw-r--", 0664}, {"rwxrwxrwx", 0777}, {"---------", 0},   {"r-x------", 0500}, {"wrxwrxwrx", 0111},
-      {"RW-RW-R--", 0},    {"rw-rw-r-", -1},    {"rw-rw-r---", -1}, {"", -1}};
+  const std::pair<const char*, int32_t> modes[] = {{"rw-rw-r--", 0664}, {"rwxrwxrwx", 0777}, {"---------", 0},
+                                                   {"r-x------", 0500}, {"wrxwrxwrx", 0111}, {"RW-RW-R--", 0},
+                                                   {"rw-rw-r-", -1},    {"rw-rw-r---", -1},  {"", -1}};
   for (const auto& [text, mode] : modes) EXPECT_EQ(SymbolicModeToMode(text), mode) << text;
   for (const char* name : {"", "no-such-kx"}) EXPECT_EQ(GetUserID(name) + GetGroupID(name), -2) << name;
   EXPECT_EQ(GetUserID("root") + GetGroupID("root"), 0);
@@ -73,7 +73,8 @@ TEST(OwnershipTest, SharedFilesAndFallbacksGetTheDefaultOwner) {
 // group files know neither "opuser" nor "kx". Exits 0 when the mode was still
 // set, 1 when not, 2 when the namespace cannot be made.
 [[noreturn]] void DefaultOwnerWithoutTheDefaultNames(const std::string& path, const std::string& emptyFile) {
-  const bool isolated = ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+  const bool isolated = ::unshare(CLONE_NEWNS) == 0 &&
+                        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                         ::mount(emptyFile.c_str(), "/etc/passwd", nullptr, MS_BIND, nullptr) == 0 &&
                         ::mount(emptyFile.c_str(), "/etc/group", nullptr, MS_BIND, nullptr) == 0;
   if (!isolated || getpwnam("opuser") != nullptr || getgrnam("kx") != nullptr) std::_Exit(2);

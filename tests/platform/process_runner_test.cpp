@@ -1,5 +1,3 @@
-#include "platform/no_window_external_application.h"
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -7,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/no_window_external_application.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
@@ -37,9 +36,17 @@ class ProcessRunnerTest : public ::testing::Test {
 
 TEST_F(ProcessRunnerTest, EveryArgumentArrivesWholeAndNothingElseRuns) {
   const std::string trap = root_ / "/ran";
-  const std::vector<std::string> arguments = {
-      "-t", "-rf", "/path with blanks/image.tgz", "it's \"quoted\"", "a; touch " + trap,
-      "$(touch " + trap + ")", "`touch " + trap + "`", "x | touch " + trap, "", "*", "\\n"};
+  const std::vector<std::string> arguments = {"-t",
+                                              "-rf",
+                                              "/path with blanks/image.tgz",
+                                              "it's \"quoted\"",
+                                              "a; touch " + trap,
+                                              "$(touch " + trap + ")",
+                                              "`touch " + trap + "`",
+                                              "x | touch " + trap,
+                                              "",
+                                              "*",
+                                              "\\n"};
   const std::string output = root_ / "/argv";
   NoWindowExternalApplication runner(Wide(output), L"", "");
   EXPECT_EQ(runner.startAndComplete(kRecorder, arguments), 0);

@@ -18,11 +18,9 @@ TEST(TargetConfigTest, SystemStateFollowsMarkerAndStateFile) {
     const char* text;
     bool flag;
   } cases[] = {
-      {false, nullptr, "Running", false},
-      {false, "Install Mode", "Install Mode", true},
+      {false, nullptr, "Running", false},          {false, "Install Mode", "Install Mode", true},
       {false, "Install Mode\n", "Running", false},  // compared whole, byte for byte
-      {false, "install mode", "Running", false},
-      {true, nullptr, "Safe Mode", true},
+      {false, "install mode", "Running", false},   {true, nullptr, "Safe Mode", true},
       {true, "Install Mode", "Safe Mode", true},
   };
   for (const auto& c : cases) {

@@ -1,13 +1,14 @@
+#include "plugin/lifecycle.h"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <vector>
 
+#include "actions/progress_state.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
-#include "plugin/lifecycle.h"
-#include "actions/progress_state.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::plugin;
@@ -109,8 +110,14 @@ TEST_F(LifecycleTest, AnswersByHandlerOutcome) {
       {"ThrowsOther", 200, "", "", ""},
       {"Pi\xFFng", 500, "Invalid UTF8 encoding sequence", "", ""},  // names beyond ASCII must be UTF-8
   };
-  MethodTable().Insert("Gr\xC3\xBC\xC3\x9F" "e", Succeeds);
-  EXPECT_EQ(Run("Gr\xC3\xBC\xC3\x9F" "e").output, "<ok/>");
+  MethodTable().Insert(
+      "Gr\xC3\xBC\xC3\x9F"
+      "e",
+      Succeeds);
+  EXPECT_EQ(Run("Gr\xC3\xBC\xC3\x9F"
+                "e")
+                .output,
+            "<ok/>");
   for (const auto& c : cases) {
     const MemoryRequest reply = Run(c.method, {{"a", "1"}, {"b", "2"}});
     EXPECT_EQ(reply.status, c.status) << c.method;

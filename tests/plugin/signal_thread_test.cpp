@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "exchange/ipc_names.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_event.h"
 #include "kx/tal/path.h"
@@ -16,13 +17,12 @@
 #include "system/boot_mode.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
-#include "exchange/ipc_names.h"
 
 using namespace kx::plugin;
 using Clock = std::chrono::steady_clock;
 using kx::tal::osdep::NamedEvent;
-using std::chrono::milliseconds;
 using kx::test::ReadFile;
+using std::chrono::milliseconds;
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "system/reboot.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -9,7 +11,6 @@
 
 #include "system/boot_mode.h"
 #include "system/log_err.h"
-#include "system/reboot.h"
 #include "tests/support/scratch_root.h"
 
 namespace kx::system {
@@ -32,9 +33,19 @@ TEST(RebootTest, ModeFileCommandAndLoggedErrors) {
       {"install", "exit 0", kInstallBootMode, true, "install", true, {}},  // no line end
       {"runtime", "exit 0", kRuntimeBootMode, true, "runtime", true, {}},
       {"unknown mode", "exit 0", 2, true, nullptr, false, {{"Unknown requested boot mode", 22}}},
-      {"unwritable mode file", "exit 0", kInstallBootMode, false, nullptr, true,
+      {"unwritable mode file",
+       "exit 0",
+       kInstallBootMode,
+       false,
+       nullptr,
+       true,
        {{"Error opening boot mode file", ENOENT}}},
-      {"failing command", "exit 1", -1, true, nullptr, true,
+      {"failing command",
+       "exit 1",
+       -1,
+       true,
+       nullptr,
+       true,
        {{"User did not have permission to reboot the system", 13}}},
       {"still running after half a second: left alone", "sleep 1; exit 1", -1, true, nullptr, true, {}},
   };

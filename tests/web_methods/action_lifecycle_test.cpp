@@ -8,14 +8,14 @@
 #include <set>
 #include <thread>
 
-#include "platform/process_finder.h"
 #include "actions/web_methods.h"
 #include "exchange/action_directory_name.h"
-#include "webrequest/request_helpers.h"
-#include "tests/support/log_recorder.h"
-#include "tests/platform/named_process.h"
-#include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
+#include "platform/process_finder.h"
+#include "tests/platform/named_process.h"
+#include "tests/support/log_recorder.h"
+#include "tests/web_methods/web_method_fixture.h"
+#include "webrequest/request_helpers.h"
 
 namespace kx::test {
 namespace {
@@ -159,8 +159,14 @@ TEST_P(ActionLifecycleTest, AnyActionIdRunsAWholeActionInsideTheExchange) {
   if (GetParam()) daemon.emplace(kx::exchange::kDaemonProcessName);
   ASSERT_EQ(HasActionLock("none"), 0);  // makes the service's own lock file
   const std::set<std::string> before = PathsOutsideTheExchange();
-  const std::string ids[] = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}", "blank id", "host:7", "\xc3\xa4ktion \xe2\x82\xac",
-                             "a/b", "..", "../../etc/passwd", std::string(4096, 'x')};
+  const std::string ids[] = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}",
+                             "blank id",
+                             "host:7",
+                             "\xc3\xa4ktion \xe2\x82\xac",
+                             "a/b",
+                             "..",
+                             "../../etc/passwd",
+                             std::string(4096, 'x')};
   for (const std::string& id : ids) {
     const std::string name = exchange::ActionDirectoryName(id);
     const std::string directory = ExchangeDirectory() + "/" + name + "/";
@@ -227,8 +233,11 @@ TEST_P(ActionLifecycleTest, SoftwareUpdatePreCheck) {
   // The comparison is exact; other actions take the lock without looking. Only
   // the first stack decides; an empty catalogue lets the update through.
   const std::pair<const char*, const char*> accepted[] = {
-      {"softwareupdate", nullptr}, {"", nullptr}, {"SoftwareUpdate ", nullptr},
-      {"SoftwareUpdate", "<STACK NAME=\"S2\"/><STACK NAME=\"S1\" OPKGSYSTEM=\"YES\"/>"}, {"SoftwareUpdate", ""}};
+      {"softwareupdate", nullptr},
+      {"", nullptr},
+      {"SoftwareUpdate ", nullptr},
+      {"SoftwareUpdate", "<STACK NAME=\"S2\"/><STACK NAME=\"S1\" OPKGSYSTEM=\"YES\"/>"},
+      {"SoftwareUpdate", ""}};
   for (const auto& [action, stacks] : accepted) {
     if (stacks != nullptr) root.WriteFile(config, Cdf(stacks));
     EXPECT_THAT(Run("BeginAction", BeginForm("A1", action)).output, testing::HasSubstr("Result=\"0\"")) << action;

@@ -9,7 +9,8 @@ using InstalledComponentsTest = WebMethodTest;
 
 TEST_F(InstalledComponentsTest, AnswersTheDocumentUpToItsFirstBlankLine) {
   const std::pair<const char*, const char*> rows[] = {
-      {"<?xml version=\"1.0\"?>\r\n<DEFINITION>\n</DEFINITION>\n", "<?xml version=\"1.0\"?>\n<DEFINITION>\n</DEFINITION>\n"},
+      {"<?xml version=\"1.0\"?>\r\n<DEFINITION>\n</DEFINITION>\n",
+       "<?xml version=\"1.0\"?>\n<DEFINITION>\n</DEFINITION>\n"},
       {"line 1\nline 2\n\nline 4\n", "line 1\nline 2\n"},
       {"no line end", "no line end\n"},
       {"", ""},

@@ -1,12 +1,12 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "actions/progress_state.h"
+#include "exchange/ipc_names.h"
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
-#include "actions/progress_state.h"
 #include "tests/kx/tal/osdep/child_process.h"
 #include "tests/web_methods/web_method_fixture.h"
-#include "exchange/ipc_names.h"
 
 namespace kx::test {
 namespace {
@@ -26,7 +26,8 @@ std::string ProgressAnswer(const std::string& inner) {
 void WriteRegionFromChild(const std::string& text) {
   ASSERT_EQ(0, RunInChild([&text] {
               tal::osdep::NamedMutex mutex(kx::exchange::kProgressMutexName);
-              tal::osdep::SimpleSharedMemory(kx::exchange::kProgressRegionName, kx::exchange::kProgressRegionSize, &mutex)
+              tal::osdep::SimpleSharedMemory(kx::exchange::kProgressRegionName, kx::exchange::kProgressRegionSize,
+                                             &mutex)
                   .WriteText(text);
               return 0;
             }));

@@ -2,11 +2,11 @@
 
 #include <filesystem>
 
-#include "platform/process_finder.h"
-#include "tests/support/log_recorder.h"
-#include "tests/platform/named_process.h"
-#include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
+#include "platform/process_finder.h"
+#include "tests/platform/named_process.h"
+#include "tests/support/log_recorder.h"
+#include "tests/web_methods/web_method_fixture.h"
 
 namespace kx::test {
 namespace {

@@ -6,11 +6,11 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/process_finder.h"
-#include "tests/support/log_recorder.h"
-#include "tests/platform/named_process.h"
-#include "tests/web_methods/web_method_fixture.h"
 #include "exchange/ipc_names.h"
+#include "platform/process_finder.h"
+#include "tests/platform/named_process.h"
+#include "tests/support/log_recorder.h"
+#include "tests/web_methods/web_method_fixture.h"
 
 namespace kx::test {
 namespace {
@@ -28,7 +28,10 @@ Form GetImage(const std::string& blacklist, const std::string& id = "A1") {
   return {{"ActionID", id}, {"Blacklist", blacklist}, {"Options", "5"}};
 }
 Form SetImage(const std::string& localPath, const std::string& options = "0", const std::string& blacklist = "") {
-  return {{"ActionID", "A1"}, {"LocalPath", localPath}, {"Blacklist", blacklist}, {"Options", options},
+  return {{"ActionID", "A1"},
+          {"LocalPath", localPath},
+          {"Blacklist", blacklist},
+          {"Options", options},
           {"Timeout", "60000"}};
 }
 Form FormatForm(const std::string& options, const std::string& id = "A1") {
@@ -78,8 +81,8 @@ TEST_F(SystemImageTest, MissingOrBadFieldsAnswer400WithoutBody) {
       {"GetSystemImage", {{"ActionID", "A1"}, {"Blacklist", ""}, {"Options", "-1"}}},
       {"SetSystemImage", {{"ActionID", "A1"}, {"LocalPath", "/x"}, {"Blacklist", ""}, {"Options", "0"}}},
       {"SetSystemImage", SetImage("/x", "4294967296")},
-      {"SetSystemImage", {{"ActionID", "A1"}, {"LocalPath", "/\xff"}, {"Blacklist", ""}, {"Options", "0"},
-                          {"Timeout", "1"}}},
+      {"SetSystemImage",
+       {{"ActionID", "A1"}, {"LocalPath", "/\xff"}, {"Blacklist", ""}, {"Options", "0"}, {"Timeout", "1"}}},
       {"Format", {{"Timeout", "1"}, {"Options", "32"}}},
       {"Format", FormatForm("32x")},
   };
@@ -158,7 +161,8 @@ TEST_F(SystemImageTest, RunModeRules) {
   EXPECT_FALSE(fs::exists(directory + "format.ini"));
   EXPECT_EQ(Run("Format", FormatForm("32")).output, Answer("Format", 0));
   EXPECT_EQ(IniText(directory + "format.ini", "Format", "Options") + "|" +
-                IniText(directory + "format.ini", "Format", "Timeout"), "32|1000");
+                IniText(directory + "format.ini", "Format", "Timeout"),
+            "32|1000");
 }
 
 // In safe mode GetSystemImage needs no daemon; SetSystemImage and Format need it whatever the options.

@@ -9,16 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "exchange/ipc_names.h"
+#include "exchange/lock_record.h"
 #include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/osdep/named_event.h"
-#include "exchange/lock_record.h"
 #include "platform/action_lock.h"
 #include "platform/webruntime/web_runtime.h"
 #include "plugin/lifecycle.h"
 #include "plugin/signal_daemon_thread.h"
 #include "tests/support/scratch_root.h"
-#include "exchange/ipc_names.h"
 
 namespace kx::test {
 

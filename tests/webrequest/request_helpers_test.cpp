@@ -1,10 +1,11 @@
+#include "webrequest/request_helpers.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
-#include "webrequest/request_helpers.h"
 
 using namespace kx::webrequest;
 using kx::webruntime::MemoryRequest;
@@ -54,8 +55,8 @@ TEST(GetPOSTValueTest, FirstExactMatchWins) {
 
 TEST(ResponseTest, MimeSelectorsAndErrorReply) {
   const std::vector<std::pair<int, std::string>> selectors = {
-      {0, "text/plain"}, {1, "text/html"}, {2, "text/xml"}, {3, "text/x-json"},
-      {4, "application/x-tar"}, {7, "text/xml"}, {-1, "text/xml"}};
+      {0, "text/plain"},        {1, "text/html"}, {2, "text/xml"}, {3, "text/x-json"},
+      {4, "application/x-tar"}, {7, "text/xml"},  {-1, "text/xml"}};
   for (const auto& [selector, type] : selectors) {
     MemoryRequest request;
     RequestRegistration registration(request);

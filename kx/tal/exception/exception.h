@@ -51,25 +51,24 @@ class Exception : public std::exception {
 };
 
 // A class with a fixed message and code.
-#define KX_TAL_FIXED_EXCEPTION(Name, Base, Text, Code)                   \
-  class Name : public Base {                                             \
-   public:                                                               \
-    using Base::Base;                                                    \
-    const char* what() const noexcept override { return Text; }          \
-    int32_t code() const noexcept override { return Code; }              \
+#define KX_TAL_FIXED_EXCEPTION(Name, Base, Text, Code)          \
+  class Name : public Base {                                    \
+   public:                                                      \
+    using Base::Base;                                           \
+    const char* what() const noexcept override { return Text; } \
+    int32_t code() const noexcept override { return Code; }     \
   };
 
 // A class whose message is a fixed prefix followed by a detail given at construction.
-#define KX_TAL_DETAIL_EXCEPTION(Name, Base, Prefix)                                   \
-  class Name : public Base {                                                          \
-   public:                                                                            \
-    explicit Name(const std::string& detail) : message_(Prefix + detail) {}           \
-    Name(int32_t line, const char* file, const std::string& detail)                   \
-        : Base(line, file), message_(Prefix + detail) {}                              \
-    const char* what() const noexcept override { return message_.c_str(); }           \
-                                                                                      \
-   private:                                                                           \
-    std::string message_;                                                             \
+#define KX_TAL_DETAIL_EXCEPTION(Name, Base, Prefix)                                                                  \
+  class Name : public Base {                                                                                         \
+   public:                                                                                                           \
+    explicit Name(const std::string& detail) : message_(Prefix + detail) {}                                          \
+    Name(int32_t line, const char* file, const std::string& detail) : Base(line, file), message_(Prefix + detail) {} \
+    const char* what() const noexcept override { return message_.c_str(); }                                          \
+                                                                                                                     \
+   private:                                                                                                          \
+    std::string message_;                                                                                            \
   };
 
 KX_TAL_FIXED_EXCEPTION(InvalidArgument, Exception, "Invalid argument(s)", status::kInvalidArgument)
@@ -82,26 +81,19 @@ class NotFound : public Exception {
 
 KX_TAL_FIXED_EXCEPTION(OutOfRange, Exception, "Out of range", status::kOutOfRange)
 KX_TAL_DETAIL_EXCEPTION(OutOfRange2, OutOfRange, std::string("Out of range: "))
-KX_TAL_FIXED_EXCEPTION(BoundExceeded, Exception, "A request was made that would exceed the bounds",
-                       status::kOutOfRange)
-KX_TAL_DETAIL_EXCEPTION(BoundExceeded2, BoundExceeded,
-                        std::string("A request was made that would exceed the bounds: "))
-KX_TAL_FIXED_EXCEPTION(DeserializationError, Exception, "Failed to deserialize",
-                       status::kDeserializationError)
+KX_TAL_FIXED_EXCEPTION(BoundExceeded, Exception, "A request was made that would exceed the bounds", status::kOutOfRange)
+KX_TAL_DETAIL_EXCEPTION(BoundExceeded2, BoundExceeded, std::string("A request was made that would exceed the bounds: "))
+KX_TAL_FIXED_EXCEPTION(DeserializationError, Exception, "Failed to deserialize", status::kDeserializationError)
 KX_TAL_FIXED_EXCEPTION(BufferOverflow, Exception, "Buffer overflowed", status::kBufferOverflow)
-KX_TAL_FIXED_EXCEPTION(InvalidSequence, Exception, "Invalid UTF8 encoding sequence",
-                       status::kInvalidSequence)
+KX_TAL_FIXED_EXCEPTION(InvalidSequence, Exception, "Invalid UTF8 encoding sequence", status::kInvalidSequence)
 KX_TAL_FIXED_EXCEPTION(InvalidLocale, Exception, "Invalid locale", status::kInvalidLocale)
 KX_TAL_FIXED_EXCEPTION(Timeout, Exception, "Operation timed out", status::kTimeout)
 KX_TAL_FIXED_EXCEPTION(InvalidOperation, Exception, "Invalid operation", status::kInvalidOperation)
-KX_TAL_FIXED_EXCEPTION(InitializationFailure, Exception, "Initialization failed",
-                       status::kInitializationFailure)
+KX_TAL_FIXED_EXCEPTION(InitializationFailure, Exception, "Initialization failed", status::kInitializationFailure)
 KX_TAL_FIXED_EXCEPTION(UnableToConvert, Exception, "Unable to convert.", status::kUnableToConvert)
-KX_TAL_FIXED_EXCEPTION(NonexistentException, Exception, "The object does not exist",
-                       status::kNonexistent)
+KX_TAL_FIXED_EXCEPTION(NonexistentException, Exception, "The object does not exist", status::kNonexistent)
 KX_TAL_FIXED_EXCEPTION(FileAlreadyExists, Exception, "File already exists", status::kFileAlreadyExists)
-KX_TAL_FIXED_EXCEPTION(FileWriteFailed, Exception, "Write file operation failed",
-                       status::kFileWriteFailed)
+KX_TAL_FIXED_EXCEPTION(FileWriteFailed, Exception, "Write file operation failed", status::kFileWriteFailed)
 KX_TAL_FIXED_EXCEPTION(FileReadFailed, Exception, "Read file operation failed", status::kFileReadFailed)
 
 class AccessDenied : public Exception {
@@ -116,8 +108,7 @@ class AccessDenied : public Exception {
   std::string message_;
 };
 
-KX_TAL_FIXED_EXCEPTION(ObjectAlreadyExists, Exception, "Object already exists",
-                       status::kObjectAlreadyExists)
+KX_TAL_FIXED_EXCEPTION(ObjectAlreadyExists, Exception, "Object already exists", status::kObjectAlreadyExists)
 KX_TAL_FIXED_EXCEPTION(SharedMemoryCorrupted, Exception, "Corruptions were detected in shared memory.",
                        status::kSharedMemoryCorrupted)
 KX_TAL_FIXED_EXCEPTION(NotImplemented, Exception, "Not implemented", status::kNotImplemented)

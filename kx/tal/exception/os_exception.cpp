@@ -19,15 +19,12 @@ OSException::OSException(const std::string& message, int32_t error)
 OSException::OSException(int32_t line, const char* file, const std::string& message, int32_t error)
     : Exception(line, file), hasMessage_(true), message_(message), error_(error) {}
 
-const char* OSException::what() const noexcept {
-  return hasMessage_ ? message_.c_str() : "Unknown error";
-}
+const char* OSException::what() const noexcept { return hasMessage_ ? message_.c_str() : "Unknown error"; }
 
 PosixError::PosixError() : PosixError(errno) {}
 PosixError::PosixError(int32_t line, const char* file) : PosixError(line, file, errno) {}
 PosixError::PosixError(int error) : OSException(ErrorText(error), error) {}
-PosixError::PosixError(int32_t line, const char* file, int error)
-    : OSException(line, file, ErrorText(error), error) {}
+PosixError::PosixError(int32_t line, const char* file, int error) : OSException(line, file, ErrorText(error), error) {}
 
 int32_t PosixError::code() const noexcept {
   if (osError() == 0) return oserror::kNone;

@@ -63,8 +63,7 @@ void AppendRecord(std::string& out, char kind, uint32_t number, const std::strin
 // Closes every descriptor above 2 except `keep` (itself above 2).
 void CloseInheritedDescriptors(int keep) {
 #ifdef SYS_close_range
-  const bool belowClosed =
-      keep == 3 || ::syscall(SYS_close_range, 3u, static_cast<unsigned>(keep - 1), 0u) == 0;
+  const bool belowClosed = keep == 3 || ::syscall(SYS_close_range, 3u, static_cast<unsigned>(keep - 1), 0u) == 0;
   if (belowClosed && ::syscall(SYS_close_range, static_cast<unsigned>(keep + 1), ~0u, 0u) == 0) return;
 #endif
   struct rlimit limit;
@@ -83,11 +82,8 @@ void ExternalApplication::SetCloseDescriptorsByDefault(bool close) { gCloseDescr
 
 bool ExternalApplication::CloseDescriptorsByDefault() { return gCloseDescriptorsByDefault; }
 
-ExternalApplication::ExternalApplication(int32_t niceIncrement, bool closeInheritedDescriptors,
-                                         uint32_t options)
-    : niceIncrement_(niceIncrement),
-      closeInheritedDescriptors_(closeInheritedDescriptors),
-      options_(options) {}
+ExternalApplication::ExternalApplication(int32_t niceIncrement, bool closeInheritedDescriptors, uint32_t options)
+    : niceIncrement_(niceIncrement), closeInheritedDescriptors_(closeInheritedDescriptors), options_(options) {}
 
 ExternalApplication::~ExternalApplication() {
   if (pid_ <= 0) return;

@@ -55,8 +55,7 @@ std::string KeyFilePath(uint32_t number) {
 }
 
 std::string StateFilePath(const std::string& name) {
-  if (name.empty() || name.find('/') != std::string::npos ||
-      name.size() + sizeof kStateFilePrefix - 1 > kMaxFileName) {
+  if (name.empty() || name.find('/') != std::string::npos || name.size() + sizeof kStateFilePrefix - 1 > kMaxFileName) {
     KX_THROW(exception::InvalidArgument);
   }
   return JoinPath(RootedPath(kDirectory), kStateFilePrefix + name);

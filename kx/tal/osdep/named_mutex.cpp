@@ -121,8 +121,7 @@ void NamedMutex::Unlock() {
   record_->file.Unlock();
 }
 
-NamedMutexLock::NamedMutexLock(NamedMutex& mutex, int32_t timeoutMs)
-    : mutex_(mutex), locked_(mutex.Lock(timeoutMs)) {}
+NamedMutexLock::NamedMutexLock(NamedMutex& mutex, int32_t timeoutMs) : mutex_(mutex), locked_(mutex.Lock(timeoutMs)) {}
 
 NamedMutexLock::~NamedMutexLock() { Release(); }
 

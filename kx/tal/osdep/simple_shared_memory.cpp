@@ -82,8 +82,7 @@ std::string SimpleSharedMemory::ReadText(uint32_t offset) const {
   const char* text = base_ + offset;
   const size_t available = size_ - offset;
   const void* terminator = std::memchr(text, '\0', available);
-  return std::string(text, terminator != nullptr ? static_cast<const char*>(terminator) - text
-                                                 : available);
+  return std::string(text, terminator != nullptr ? static_cast<const char*>(terminator) - text : available);
 }
 
 void SimpleSharedMemory::WriteText(const std::string& text, uint32_t offset) {

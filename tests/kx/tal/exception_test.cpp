@@ -1,3 +1,5 @@
+#include "kx/tal/exception/exception.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -6,7 +8,6 @@
 #include <type_traits>
 #include <typeinfo>
 
-#include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
 
 namespace ex = kx::tal::exception;
@@ -42,8 +43,8 @@ TEST(ExceptionTable, EveryClassHasItsBaseMessageAndCode) {
       {Make<ex::InvalidArgument2>("bad field"), "bad field", 0x8ABC700F, DerivesFrom<ex::InvalidArgument>},
       {Make<ex::NotFound>(), "unspecified exception", 0xFFFFFFFFu, DerivesFrom<ex::Exception>},
       {Make<ex::OutOfRange>(), "Out of range", 0x8ABC7007, DerivesFrom<ex::Exception>},
-      {Make<ex::OutOfRange2>("String offset out of range"), "Out of range: String offset out of range",
-       0x8ABC7007, DerivesFrom<ex::OutOfRange>},
+      {Make<ex::OutOfRange2>("String offset out of range"), "Out of range: String offset out of range", 0x8ABC7007,
+       DerivesFrom<ex::OutOfRange>},
       {Make<ex::BoundExceeded>(), "A request was made that would exceed the bounds", 0x8ABC7007,
        DerivesFrom<ex::Exception>},
       {Make<ex::BoundExceeded2>("Resulting string too large"),

@@ -17,13 +17,13 @@ using namespace kx::tal;
 // Sorted by name; with subdirectories, their contents come before the directory.
 TEST(FileFinder, MatchesThePatternInNameOrder) {
   kx::test::ScratchRoot root;
-  for (const char* name : {"/t/b.cdf", "/t/a/x", "/t/a/y/z", "/t/notes.txt", "/t/.hidden.cdf"}) root.WriteFile(name, "");
+  for (const char* name : {"/t/b.cdf", "/t/a/x", "/t/a/y/z", "/t/notes.txt", "/t/.hidden.cdf"})
+    root.WriteFile(name, "");
   ASSERT_EQ(::symlink("/", (root / "/t/link").c_str()), 0);
   const std::string t = root / "/t";
   EXPECT_EQ(FindFiles(t, "*.cdf"), (std::vector<std::string>{t + "/.hidden.cdf", t + "/b.cdf"}));
-  EXPECT_EQ(FindFiles(t, "*", true),
-            (std::vector<std::string>{t + "/.hidden.cdf", t + "/a/x", t + "/a/y/z", t + "/a/y", t + "/a", t + "/b.cdf",
-                                      t + "/link", t + "/notes.txt"}));
+  EXPECT_EQ(FindFiles(t, "*", true), (std::vector<std::string>{t + "/.hidden.cdf", t + "/a/x", t + "/a/y/z", t + "/a/y",
+                                                               t + "/a", t + "/b.cdf", t + "/link", t + "/notes.txt"}));
   EXPECT_EQ(FindFiles(t, "*").size(), 5u);
   EXPECT_TRUE(IsDirectory(t + "/a") && !IsDirectory(t + "/b.cdf") && !PathExists(t + "/none"));
   try {
@@ -39,7 +39,7 @@ TEST(TextFiles, WriteWholeThenReadLines) {
   const std::string path = root / "/f.txt";
   const std::string longLine(100000, 'x');  // not split
   WriteTextFile(path, "first\r\nsecond\n\nlast");
-  const std::string withNul("a\0b", 3);  // every byte of a line stays in it
+  const std::string withNul("a\0b", 3);                                    // every byte of a line stays in it
   WriteTextFile(path, "first\r\n" + withNul + "\nsecond\n\n" + longLine);  // truncates, does not append
   TextFileReader reader(path);
   std::vector<std::string> lines;

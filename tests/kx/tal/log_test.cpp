@@ -1,10 +1,11 @@
+#include "kx/tal/log.h"
+
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
 
 #include "kx/tal/file_finder.h"
-#include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "tests/support/scratch_root.h"

@@ -1,9 +1,10 @@
+#include "kx/tal/path.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 
 #include "kx/tal/exception/exception.h"
-#include "kx/tal/path.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::tal;

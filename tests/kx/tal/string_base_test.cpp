@@ -1,7 +1,8 @@
+#include "kx/tal/string_base.h"
+
 #include <gtest/gtest.h>
 
 #include "kx/tal/exception/exception.h"
-#include "kx/tal/string_base.h"
 
 using namespace kx::tal;
 namespace ex = kx::tal::exception;

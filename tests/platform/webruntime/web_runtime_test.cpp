@@ -1,10 +1,11 @@
+#include "platform/webruntime/web_runtime.h"
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <memory>
 #include <thread>
 
-#include "platform/webruntime/web_runtime.h"
 #include "tests/support/scratch_root.h"
 
 using namespace kx::webruntime;

@@ -41,7 +41,10 @@ class ChildProcess {
   explicit ChildProcess(Body body) : pid_(::fork()) {
     if (pid_ != 0) return;
     int code = 99;
-    try { code = body(); } catch (...) {}
+    try {
+      code = body();
+    } catch (...) {
+    }
     ::_exit(code);
   }
   ~ChildProcess() {

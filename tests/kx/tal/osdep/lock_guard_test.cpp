@@ -16,11 +16,13 @@ namespace {
 // Whether another thread gets the lock at once (and gives it back).
 template <typename Take, typename Give>
 bool FreeForAnotherThread(Take take, Give give) {
-  return std::async(std::launch::async, [&] {
-           const bool taken = take();
-           if (taken) give();
-           return taken;
-         }).get();
+  return std::async(std::launch::async,
+                    [&] {
+                      const bool taken = take();
+                      if (taken) give();
+                      return taken;
+                    })
+      .get();
 }
 
 // A guard released early gives the lock up once and for all: when the lock is
