@@ -25,7 +25,7 @@ std::vector<std::string> SplitBlacklist(const std::string& blacklist) {
 }
 
 std::string WriteBlacklistFile(const std::string& fileName, const std::string& blacklist) {
-  const std::string path = exchange::RequestFilePath(fileName);
+  std::string path = exchange::RequestFilePath(fileName);
   if (path.empty()) return path;
   // The listed paths are target paths sent by the host, never below a test's system root.
   const std::string hostBase = exchange::IsSafeMode() ? std::string(exchange::kUserFileSystem) + "/" : "/";

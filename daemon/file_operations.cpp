@@ -29,7 +29,7 @@ void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
 }
 
 void CopyContent(int from, int to, const std::string& path) {
-  std::vector<char> buffer(64 * 1024);
+  std::vector<char> buffer(size_t{64} * 1024);
   for (;;) {
     const ssize_t got = ::read(from, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;

@@ -20,7 +20,7 @@
 namespace kx::daemon {
 namespace {
 
-constexpr size_t kChunkSize = 64 * 1024;
+constexpr size_t kChunkSize = size_t{64} * 1024;
 
 struct ArchiveWriter {
   archive* handle = archive_write_new();

@@ -14,7 +14,7 @@
 namespace kx::daemon {
 namespace {
 
-constexpr size_t kBlockSize = 64 * 1024;
+constexpr size_t kBlockSize = size_t{64} * 1024;
 
 // "a/b", "./a/b", "a/b/" (a directory) are plain; "" is the root.
 bool PlainRelativePath(std::string_view path, std::string& relative) {

@@ -70,7 +70,7 @@ ResolvedTarget Resolve(const Package& package, const std::string& target) {
 // A source file of the package: inside its directory, and a regular file.
 std::string SourceFile(const Package& package, const std::string& fileName, struct stat& info) {
   const std::string directory = tal::CleanPath(package.sourcePath);
-  const std::string path =
+  std::string path =
       tal::CleanPath(!fileName.empty() && fileName.front() == '/' ? fileName : tal::JoinPath(directory, fileName));
   if (fileName.empty() || path.compare(0, directory.size() + 1, directory + "/") != 0) {
     Refuse(package, "the file \"" + fileName + "\" lies outside the package's directory " + directory);

@@ -14,7 +14,7 @@ bool AddPair(TxtList& list, const std::string& key, const std::string& value) {
   AvahiStringList* longer = avahi_string_list_add_pair_arbitrary(
       list.get(), key.c_str(), reinterpret_cast<const uint8_t*>(value.data()), value.size());
   if (longer == nullptr) return false;
-  list.release();  // now the tail of `longer`
+  static_cast<void>(list.release());  // now the tail of `longer`
   list.reset(longer);
   return true;
 }

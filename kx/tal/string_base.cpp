@@ -1,6 +1,7 @@
 #include "kx/tal/string_base.h"
 
 #include <limits>
+#include <type_traits>
 
 #include "kx/tal/exception/exception.h"
 
@@ -88,7 +89,8 @@ std::string WideToUtf8(std::wstring_view wide) {
   std::string utf8;
   utf8.reserve(wide.size());
   for (wchar_t c : wide) {
-    const auto codePoint = static_cast<uint32_t>(c);
+    // wchar_t is 32 bits wide here, not a character type to widen.
+    const uint32_t codePoint = static_cast<std::make_unsigned_t<wchar_t>>(c);  // NOLINT(bugprone-signed-char-misuse)
     if (codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
       KX_THROW(InvalidSequence);
     }

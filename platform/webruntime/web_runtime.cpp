@@ -120,7 +120,8 @@ int32_t ReadPostData_C_REST_VELO_(uint32_t request, char* buffer, uint32_t* size
   const std::string& body = backend->Body();
   *size = static_cast<uint32_t>(body.size());
   if (body.size() > capacity) return 1;
-  if (!body.empty()) std::memcpy(buffer, body.data(), body.size());
+  // Raw bytes, not text: the caller terminates them if it wants to.
+  if (!body.empty()) std::memcpy(buffer, body.data(), body.size());  // NOLINT(bugprone-not-null-terminated-result)
   return 0;
 }
 

@@ -109,6 +109,7 @@ void ExternalApplication::Start(const std::string& program, const std::vector<st
   texts.push_back(program);
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
+  argv.reserve(texts.size() + 1);
   for (std::string& text : texts) argv.push_back(text.data());
   argv.push_back(nullptr);
 

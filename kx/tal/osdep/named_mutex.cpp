@@ -123,7 +123,13 @@ void NamedMutex::Unlock() {
 
 NamedMutexLock::NamedMutexLock(NamedMutex& mutex, int32_t timeoutMs) : mutex_(mutex), locked_(mutex.Lock(timeoutMs)) {}
 
-NamedMutexLock::~NamedMutexLock() { Release(); }
+NamedMutexLock::~NamedMutexLock() {
+  try {
+    Release();
+  } catch (const std::exception&) {
+    // An unlock that fails cannot be reported from here; the lock ends with the process.
+  }
+}
 
 void NamedMutexLock::Release() {
   if (!locked_) return;

@@ -41,8 +41,9 @@ class OptionalLock {
 
 SimpleSharedMemory::SimpleSharedMemory(const std::string& name, uint32_t size, NamedMutex* mutex)
     : name_(name), size_(size), mutex_(mutex) {
-  // off_t may be 32 bits wide on the target.
-  if (size_ < kDataPosition || size_ > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) {
+  // off_t may be 32 bits wide on a target built without 64-bit file offsets.
+  constexpr auto kLargestFileSize = static_cast<uint64_t>(std::numeric_limits<off_t>::max());
+  if (size_ < kDataPosition || uint64_t{size_} > kLargestFileSize) {
     KX_THROW(exception::InvalidArgument);
   }
   SharedFile file(SharedFilePath(name_), O_RDWR);
