@@ -1,18 +1,37 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# kx_add_gtest(<target> SOURCES <files...> LIBS <libraries...> [RESOURCE_LOCK <name>])
-# One GoogleTest executable, each of its tests registered with ctest. Tests that
-# share a RESOURCE_LOCK never run at the same time.
+# Test tiers, as ctest labels (ctest -L unit):
+#   unit         in-process: no child process, no cross-process lock, no network
+#   integration  real processes, semaphores, mounts, loopback HTTP
+#   system       a real avahi-daemon, whole daemon runs
+#
+# kx_add_gtest(<target> SOURCES <files...> LIBS <libraries...> TIER <tier>
+#              [ALSO <tier> <gtest filter>] [RESOURCE_LOCK <name>])
+# One GoogleTest executable, each of its tests registered with ctest and labelled
+# with TIER, but those matching the ALSO filter, which get the other tier. Tests
+# that share a RESOURCE_LOCK never run at the same time.
 function(kx_add_gtest target)
-  cmake_parse_arguments(ARG "" "RESOURCE_LOCK" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "RESOURCE_LOCK;TIER" "SOURCES;LIBS;ALSO" ${ARGN})
+  if(NOT ARG_TIER MATCHES "^(unit|integration|system)$")
+    message(FATAL_ERROR "kx_add_gtest(${target}): TIER unit, integration or system")
+  endif()
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE ${ARG_LIBS} GTest::gmock GTest::gtest_main Threads::Threads)
-  set(properties)
+  set(lock)
   if(ARG_RESOURCE_LOCK)
-    set(properties PROPERTIES RESOURCE_LOCK ${ARG_RESOURCE_LOCK})
+    set(lock RESOURCE_LOCK ${ARG_RESOURCE_LOCK})
   endif()
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 ${properties})
+  set(filter)
+  if(ARG_ALSO)
+    list(GET ARG_ALSO 0 other_tier)
+    list(GET ARG_ALSO 1 other_tests)
+    set(filter TEST_FILTER "-${other_tests}")
+    gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_FILTER "${other_tests}"
+                         PROPERTIES LABELS ${other_tier} ${lock})
+  endif()
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 ${filter}
+                       PROPERTIES LABELS ${ARG_TIER} ${lock})
 endfunction()
 
 # Whether the installation daemon runs is decided by a process named "kxsid"
