@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "kx/tal/osdep/posix_io.h"
+
 namespace kx::actions {
 namespace {
 
@@ -32,11 +34,7 @@ StartTime StartTimeFromUnix(int64_t unixSeconds, uint32_t nanoseconds) {
 
 StartTime FileModificationStartTime(const std::string& path) {
   struct stat status;
-  int result;
-  do {
-    result = ::stat(path.c_str(), &status);
-  } while (result != 0 && errno == EINTR);
-  if (result != 0) return StartTime();
+  if (tal::osdep::RetryOnInterrupt([&] { return ::stat(path.c_str(), &status); }) != 0) return StartTime();
   return StartTimeFromUnix(static_cast<int64_t>(status.st_mtim.tv_sec), static_cast<uint32_t>(status.st_mtim.tv_nsec));
 }
 

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <vector>
 
-#include "daemon/descriptor.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
@@ -19,20 +19,13 @@ namespace {
 }
 
 void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
-  while (size > 0) {
-    const ssize_t written = ::write(fd, data, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) Fail("cannot write", path);
-    data += written;
-    size -= static_cast<size_t>(written);
-  }
+  if (!tal::osdep::WriteAll(fd, data, size)) Fail("cannot write", path);
 }
 
 void CopyContent(int from, int to, const std::string& path) {
   std::vector<char> buffer(size_t{64} * 1024);
   for (;;) {
-    const ssize_t got = ::read(from, buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = tal::osdep::ReadUpTo(from, buffer.data(), buffer.size());
     if (got < 0) Fail("cannot read", path);
     if (got == 0) return;
     WriteAll(to, buffer.data(), static_cast<size_t>(got), path);
@@ -56,8 +49,8 @@ void RemoveFileIfPresent(const std::string& path) {
 void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fill, const FileAttributes& attributes) {
   const std::string temporary = TemporaryPathFor(path);
   RemoveFileIfPresent(temporary);
-  Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (file.Get() < 0) Fail("cannot create", temporary);
+  tal::osdep::FileDescriptor file = tal::osdep::Open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  if (!file.IsOpen()) Fail("cannot create", temporary);
   try {
     fill(file.Get());
     // chown before chmod: a change of owner may clear set-ID bits.
@@ -85,8 +78,8 @@ void ReplaceFileWithText(const std::string& path, const std::string& text, const
 }
 
 void ReplaceFileWithCopy(const std::string& path, const std::string& source, const FileAttributes& attributes) {
-  Descriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
-  if (from.Get() < 0) Fail("cannot open", source);
+  const tal::osdep::FileDescriptor from = tal::osdep::Open(source, O_RDONLY);
+  if (!from.IsOpen()) Fail("cannot open", source);
   ReplaceFile(
       path, [&](int fd) { CopyContent(from.Get(), fd, source); }, attributes);
 }
@@ -145,8 +138,8 @@ void AppendDurably(int fd, const std::string& text, const std::string& pathForMe
 }
 
 void SyncDirectory(const std::string& directory) {
-  Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (dir.Get() < 0 || ::fsync(dir.Get()) != 0) Fail("cannot sync", directory);
+  const tal::osdep::FileDescriptor dir = tal::osdep::Open(directory, O_RDONLY | O_DIRECTORY);
+  if (!dir.IsOpen() || ::fsync(dir.Get()) != 0) Fail("cannot sync", directory);
 }
 
 }  // namespace kx::daemon

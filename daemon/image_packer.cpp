@@ -12,9 +12,9 @@
 #include <system_error>
 #include <vector>
 
-#include "daemon/descriptor.h"
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
@@ -81,8 +81,8 @@ class Packer {
     }
     // Opened before the header is written, so that an unreadable file fails
     // the image instead of leaving a hole in it.
-    Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
-    if (file.Get() < 0) throw std::system_error(errno, std::generic_category(), "cannot open " + path);
+    const tal::osdep::FileDescriptor file = tal::osdep::Open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY);
+    if (!file.IsOpen()) throw std::system_error(errno, std::generic_category(), "cannot open " + path);
     WriteHeader(path);
     CopyContent(file.Get(), static_cast<uint64_t>(info.st_size), path);
   }
@@ -105,8 +105,7 @@ class Packer {
   void CopyContent(int fd, uint64_t size, const std::string& path) {
     for (uint64_t left = size; left > 0;) {
       const size_t wanted = left < buffer_.size() ? static_cast<size_t>(left) : buffer_.size();
-      ssize_t got = ::read(fd, buffer_.data(), wanted);
-      if (got < 0 && errno == EINTR) continue;
+      ssize_t got = tal::osdep::RetryOnInterrupt([&] { return ::read(fd, buffer_.data(), wanted); });
       if (got < 0) throw std::system_error(errno, std::generic_category(), "cannot read " + path);
       if (got == 0) {
         ReportInfo("warning: " + path + " shrank while it was packed: filled up with zeros");

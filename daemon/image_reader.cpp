@@ -11,6 +11,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "kx/tal/osdep/posix_io.h"
+
 namespace kx::daemon {
 namespace {
 
@@ -40,22 +42,16 @@ std::string Reason(archive* reader) {
 
 }  // namespace
 
-ImageFile::ImageFile(const std::string& path) {
-  fd_ = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+// Opened without blocking, so that a FIFO in the image's place is refused, not waited on.
+ImageFile::ImageFile(const std::string& path)
+    : file_(tal::osdep::Open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK)) {
   struct stat info {};
-  if (fd_ < 0 || ::fstat(fd_, &info) != 0) {
-    const int error = errno;
-    if (fd_ >= 0) ::close(fd_);
-    throw std::system_error(error, std::generic_category(), "cannot open the image " + path);
+  if (!file_.IsOpen() || ::fstat(file_.Get(), &info) != 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot open the image " + path);
   }
-  if (!S_ISREG(info.st_mode)) {
-    ::close(fd_);
-    throw ImageRefused(path + " is not a regular file");
-  }
+  if (!S_ISREG(info.st_mode)) throw ImageRefused(path + " is not a regular file");
   size_ = static_cast<uint64_t>(info.st_size);
 }
-
-ImageFile::~ImageFile() { ::close(fd_); }
 
 ImageReader::ImageReader(const ImageFile& file) : fileSize_(file.Size()), reader_(archive_read_new()) {
   if (reader_ == nullptr) throw std::bad_alloc();
@@ -119,11 +115,8 @@ void ImageReader::CopyContentTo(int fd) {
     const la_ssize_t got = archive_read_data(reader_, buffer, sizeof buffer);
     if (got == 0) return;
     if (got < 0) throw ImageRefused("the image is damaged: " + Reason(reader_));
-    for (const char* data = buffer; data < buffer + got;) {
-      const ssize_t written = ::write(fd, data, static_cast<size_t>(buffer + got - data));
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) throw std::system_error(errno, std::generic_category(), "cannot write");
-      data += written;
+    if (!tal::osdep::WriteAll(fd, buffer, static_cast<size_t>(got))) {
+      throw std::system_error(errno, std::generic_category(), "cannot write");
     }
   }
 }

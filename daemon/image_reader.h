@@ -17,6 +17,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "kx/tal/osdep/posix_io.h"
+
 struct archive;
 
 namespace kx::daemon {
@@ -44,15 +46,12 @@ class ImageFile {
   // Throws std::system_error when the file cannot be opened (a link is not
   // followed), ImageRefused when it is not a regular file.
   explicit ImageFile(const std::string& path);
-  ~ImageFile();
-  ImageFile(const ImageFile&) = delete;
-  ImageFile& operator=(const ImageFile&) = delete;
 
-  int Descriptor() const { return fd_; }
+  int Descriptor() const { return file_.Get(); }
   uint64_t Size() const { return size_; }
 
  private:
-  int fd_ = -1;
+  tal::osdep::FileDescriptor file_;
   uint64_t size_ = 0;
 };
 

@@ -152,21 +152,16 @@ Transaction::Transaction(Paths paths) : paths_(std::move(paths)) {
   RemoveTree(paths_.directory);
   tal::CreateDirectories(paths_.directory, 0700);
   const std::string journal = JournalPath(paths_);
-  journal_ = ::open(journal.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
-  if (journal_ < 0) Fail("cannot create", journal);
-  try {
-    AppendDurably(journal_, "", journal);
-    SyncDirectory(paths_.directory);
-    if (LStat(paths_.configuration, info)) {
-      CopyEntry(paths_.configuration, paths_.marker);
-    } else {
-      ReplaceFileWithText(paths_.marker, "", FileAttributes{});
-    }
-    SyncDirectory(tal::DirectoryPart(paths_.marker));
-  } catch (...) {
-    ::close(journal_);
-    throw;
+  journal_ = tal::osdep::Open(journal, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
+  if (!journal_.IsOpen()) Fail("cannot create", journal);
+  AppendDurably(journal_.Get(), "", journal);
+  SyncDirectory(paths_.directory);
+  if (LStat(paths_.configuration, info)) {
+    CopyEntry(paths_.configuration, paths_.marker);
+  } else {
+    ReplaceFileWithText(paths_.marker, "", FileAttributes{});
   }
+  SyncDirectory(tal::DirectoryPart(paths_.marker));
   ReachedStep();
 }
 
@@ -178,11 +173,10 @@ Transaction::~Transaction() {
       KX_LOG(tal::logmask::kError, std::string("Roll-back failed: ") + error.what());
     }
   }
-  if (journal_ >= 0) ::close(journal_);
 }
 
 void Transaction::Record(const std::string& line) {
-  AppendDurably(journal_, line + "\n", JournalPath(paths_));
+  AppendDurably(journal_.Get(), line + "\n", JournalPath(paths_));
   ReachedStep();
 }
 

@@ -28,6 +28,7 @@
 #include <string>
 
 #include "daemon/file_operations.h"
+#include "kx/tal/osdep/posix_io.h"
 
 namespace kx::daemon {
 
@@ -83,7 +84,7 @@ class Transaction {
   static void Finish(const Paths& paths);
 
   Paths paths_;
-  int journal_ = -1;
+  tal::osdep::FileDescriptor journal_;
   int backups_ = 0;
   std::set<std::string> announced_;
   bool open_ = true;

@@ -9,6 +9,7 @@
 
 #include <avahi-client/client.h>
 #include <avahi-client/publish.h>
+#include <memory>
 
 namespace kx::discovery {
 
@@ -24,6 +25,10 @@ AvahiPollClient* AvahiClientNew(AvahiClientStateCallback callback, void* userdat
 // Stops the poll if it still runs, then frees the client, its entry groups and
 // the poll. Null is ignored.
 void AvahiClientFree(AvahiPollClient* client);
+struct AvahiClientDeleter {
+  void operator()(AvahiPollClient* client) const { AvahiClientFree(client); }
+};
+using AvahiClientPtr = std::unique_ptr<AvahiPollClient, AvahiClientDeleter>;
 // The Avahi client itself, for the avahi_client_* calls.
 AvahiClient* AvahiClientHandle(AvahiPollClient& client);
 

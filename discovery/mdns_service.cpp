@@ -32,18 +32,19 @@ constexpr char kDefaultScheme[] = "http";
 // Touched by the registering thread (creation), Avahi's poll thread (callbacks,
 // which hold the poll lock) and the withdrawing thread (under the poll lock).
 struct Registration {
-  AvahiEntryGroup* group = nullptr;
-  AvahiPollClient* client = nullptr;  // the client and its threaded poll
+  AvahiEntryGroup* group = nullptr;   // freed with the client at the latest
+  AvahiPollClient* client = nullptr;  // as the callbacks see it, which may be before ownedClient is set
   std::string name;
   std::string type;
   const char* domain = nullptr;  // the default domain
   uint16_t port = 0;
   TxtList txt;
   std::atomic<bool> stopping{false};
+  AvahiClientPtr ownedClient;  // the client and its threaded poll; last, so freed first
 };
 
 std::mutex currentMutex;
-Registration* current = nullptr;
+std::unique_ptr<Registration> current;
 
 std::string ErrorText(int error) { return avahi_strerror(error); }
 
@@ -122,14 +123,12 @@ void OnClientState(AvahiPollClient& client, AvahiClientState state, void* userda
   }
 }
 
-Registration* TakeCurrent() {
+std::unique_ptr<Registration> TakeCurrent() {
   std::lock_guard<std::mutex> lock(currentMutex);
-  Registration* registration = current;
-  current = nullptr;
-  return registration;
+  return std::move(current);
 }
 
-void Withdraw(Registration* registration) {
+void Withdraw(std::unique_ptr<Registration> registration) {
   if (registration == nullptr) return;
   registration->stopping = true;  // callbacks from now on leave it alone
   {
@@ -139,8 +138,6 @@ void Withdraw(Registration* registration) {
     discovery::AvahiEntryGroupFree(*registration->client, group);
   }
   discovery::AvahiThreadedPollStop(*registration->client);
-  discovery::AvahiClientFree(registration->client);
-  delete registration;
 }
 
 // Creates the client, whose callbacks add the service, and starts its poll.
@@ -154,26 +151,25 @@ bool Register(const std::string& name, const char* type, uint16_t port, TxtList 
   registration->txt = std::move(txt);
 
   int error = AVAHI_OK;
-  AvahiPollClient* client = discovery::AvahiClientNew(&OnClientState, registration.get(), error);
-  if (client == nullptr) {
+  registration->ownedClient.reset(discovery::AvahiClientNew(&OnClientState, registration.get(), error));
+  if (registration->ownedClient == nullptr) {
     KX_LOG(kError2, "Could not create the Avahi client: " + ErrorText(error));
     return false;
   }
-  registration->client = client;
-  error = discovery::AvahiThreadedPollStart(*client);
+  registration->client = registration->ownedClient.get();
+  error = discovery::AvahiThreadedPollStart(*registration->client);
   if (error < 0) {
     KX_LOG(kError2, "Could not start the Avahi poll: " + ErrorText(error));
-    discovery::AvahiClientFree(client);
     return false;
   }
 
-  Registration* previous = nullptr;
+  std::unique_ptr<Registration> previous;
   {
     std::lock_guard<std::mutex> lock(currentMutex);
-    previous = current;
-    current = registration.release();
+    previous = std::move(current);
+    current = std::move(registration);
   }
-  Withdraw(previous);  // only if another registration raced this one
+  Withdraw(std::move(previous));  // only if another registration raced this one
   return true;
 }
 

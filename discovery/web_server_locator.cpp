@@ -12,6 +12,8 @@
 #include <optional>
 #include <string_view>
 
+#include "kx/tal/osdep/posix_io.h"
+
 namespace kx::discovery {
 namespace {
 
@@ -101,15 +103,10 @@ bool IsStatus200(std::string_view head) {
 class Socket {
  public:
   Socket() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {}
-  ~Socket() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-  int fd() const { return fd_; }
+  int fd() const { return fd_.Get(); }
 
  private:
-  int fd_;
+  tal::osdep::FileDescriptor fd_;
 };
 
 // Waits until `events` are ready on `fd` or the deadline passes.

@@ -1,15 +1,10 @@
 #include "exchange/paths.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <string_view>
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/file_finder.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 
 namespace kx::exchange {
@@ -30,23 +25,9 @@ std::string SystemStatePath() { return tal::RootedPath("/tmp/kx_system_state"); 
 bool IsSafeMode() { return tal::PathExists(SafeModeMarkerPath()); }
 
 bool IsInstallMode() {
-  // The file lies in a directory every user can write to: read it only when it
-  // is a regular file, and no more than the comparison needs.
-  const std::string path = SystemStatePath();
-  int fd;
-  while ((fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) < 0 && errno == EINTR) {
-  }
-  if (fd < 0) return false;
-  struct stat info;
-  char content[sizeof kInstallMode + 1];
-  ssize_t size = -1;
-  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
-    while ((size = ::read(fd, content, sizeof content)) < 0 && errno == EINTR) {
-    }
-  }
-  ::close(fd);
-  const size_t expected = sizeof kInstallMode - 1;
-  return size == static_cast<ssize_t>(expected) && std::memcmp(content, kInstallMode, expected) == 0;
+  // The file lies in a directory every user can write to: read only a regular
+  // file, and no more than the comparison needs.
+  return tal::osdep::ReadSmallRegularFile(SystemStatePath(), sizeof kInstallMode - 1) == kInstallMode;
 }
 
 std::string ConfigurationDirectory() { return tal::RootedPath("/etc/brenmar/share"); }

@@ -11,6 +11,7 @@
 #include "exchange/request_files.h"
 #include "host/byte_range.h"
 #include "host/text_reply.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 
 namespace kx::webhost {
@@ -29,25 +30,22 @@ std::optional<std::string> ActionDirectoryOf(const std::string& path) {
   return directory;
 }
 
-// Opens the image one directory at a time, no link followed; -1 when it is not
-// a regular file there.
-int OpenImage(const std::string& actionDirectory, uint64_t& size) {
-  const int exchangeDirectory =
-      ::open(exchange::ActionExchangeDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (exchangeDirectory < 0) return -1;
-  const int action =
-      ::openat(exchangeDirectory, actionDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  ::close(exchangeDirectory);
-  if (action < 0) return -1;
-  const int image = ::openat(action, exchange::kSystemImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
-  ::close(action);
+// Opens the image one directory at a time, no link followed, and never blocks
+// on a FIFO put in its place; not open when it is not a regular file there.
+tal::osdep::FileDescriptor OpenImage(const std::string& actionDirectory, uint64_t& size) {
+  using tal::osdep::OpenAt;
+  const tal::osdep::FileDescriptor exchangeDirectory =
+      tal::osdep::Open(exchange::ActionExchangeDirectory(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!exchangeDirectory.IsOpen()) return {};
+  const tal::osdep::FileDescriptor action =
+      OpenAt(exchangeDirectory.Get(), actionDirectory, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!action.IsOpen()) return {};
+  tal::osdep::FileDescriptor image =
+      OpenAt(action.Get(), exchange::kSystemImageName, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
   struct stat info {};
-  if (image >= 0 && ::fstat(image, &info) == 0 && S_ISREG(info.st_mode)) {
-    size = static_cast<uint64_t>(info.st_size);
-    return image;
-  }
-  if (image >= 0) ::close(image);
-  return -1;
+  if (!image.IsOpen() || ::fstat(image.Get(), &info) != 0 || !S_ISREG(info.st_mode)) return {};
+  size = static_cast<uint64_t>(info.st_size);
+  return image;
 }
 
 }  // namespace
@@ -55,13 +53,12 @@ int OpenImage(const std::string& actionDirectory, uint64_t& size) {
 MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath) {
   const std::optional<std::string> actionDirectory = ActionDirectoryOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
   uint64_t size = 0;
-  const int image = actionDirectory ? OpenImage(*actionDirectory, size) : -1;
-  if (image < 0) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
+  tal::osdep::FileDescriptor image = actionDirectory ? OpenImage(*actionDirectory, size) : tal::osdep::FileDescriptor();
+  if (!image.IsOpen()) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
 
   const ByteRange range =
       ParseByteRange(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_RANGE), size);
   if (range.kind == ByteRange::Kind::kUnsatisfiable) {
-    ::close(image);
     const std::string contentRange = "bytes */" + std::to_string(size);
     return QueueTextReply(connection, MHD_HTTP_RANGE_NOT_SATISFIABLE, "range not satisfiable\n",
                           MHD_HTTP_HEADER_CONTENT_RANGE, contentRange.c_str());
@@ -69,12 +66,9 @@ MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlP
   const bool part = range.kind == ByteRange::Kind::kPart;
   const uint64_t first = part ? range.first : 0;
   const uint64_t length = part ? range.last - range.first + 1 : size;
-  // The response owns the descriptor from here on.
-  MHD_Response* response = MHD_create_response_from_fd_at_offset64(length, image, first);
-  if (response == nullptr) {
-    ::close(image);
-    return MHD_NO;
-  }
+  MHD_Response* response = MHD_create_response_from_fd_at_offset64(length, image.Get(), first);
+  if (response == nullptr) return MHD_NO;
+  image.Release();  // the response closes it
   MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/gzip");
   MHD_add_response_header(response, MHD_HTTP_HEADER_ACCEPT_RANGES, "bytes");
   if (part) {

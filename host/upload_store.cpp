@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "exchange/paths.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 
 namespace kx::webhost {
@@ -54,34 +55,22 @@ void RemoveLeftoverUploads() {
 UploadFile::UploadFile(const std::string& directory) {
   CreateDirectory(directory);
   path_ = NewFileTemplate(directory);
-  descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
-  if (descriptor_ < 0)
+  descriptor_.Reset(::mkostemp(path_.data(), O_CLOEXEC));
+  if (!descriptor_.IsOpen())
     throw std::system_error(errno, std::generic_category(), "cannot create an upload file in " + directory);
 }
 
 UploadFile::~UploadFile() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_.Close();
   ::unlink(path_.c_str());
 }
 
 bool UploadFile::Write(const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t written = ::write(descriptor_, data, size);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += written;
-    size -= static_cast<size_t>(written);
-    size_ += static_cast<uint64_t>(written);
-  }
+  if (!tal::osdep::WriteAll(descriptor_.Get(), data, size)) return false;
+  size_ += size;
   return true;
 }
 
-bool UploadFile::Close() {
-  const int descriptor = descriptor_;
-  descriptor_ = -1;
-  return descriptor < 0 || ::close(descriptor) == 0;
-}
+bool UploadFile::Close() { return descriptor_.Close() == 0; }
 
 }  // namespace kx::webhost

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "kx/tal/osdep/posix_io.h"
+
 namespace kx::webhost {
 
 // Removes upload files that a host which ended abruptly left in either mode's
@@ -34,7 +36,7 @@ class UploadFile {
 
  private:
   std::string path_;
-  int descriptor_ = -1;
+  tal::osdep::FileDescriptor descriptor_;
   uint64_t size_ = 0;
 };
 

@@ -12,6 +12,7 @@
 #include "ini/ini_document.h"
 #include "ini/ini_test_hook.h"
 #include "ini/ini_writer.h"
+#include "kx/tal/osdep/posix_io.h"
 
 namespace kx::ini {
 namespace {
@@ -49,9 +50,7 @@ std::string FixedTemporaryPath(const std::string& target) {
 int CreateUniqueTemporary(const std::string& target, std::string& temporary) {
   const size_t slash = target.rfind('/');
   temporary = (slash == std::string::npos ? std::string() : target.substr(0, slash + 1)) + "ini$$.TMPXXXXXX";
-  const int descriptor = ::mkstemp(temporary.data());
-  if (descriptor < 0) return kErrorNoTemporary;
-  ::close(descriptor);
+  if (!kx::tal::osdep::FileDescriptor(::mkstemp(temporary.data())).IsOpen()) return kErrorNoTemporary;
   ::chmod(temporary.c_str(), 0644);
   return kOk;
 }

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "exchange/action_directory_name.h"
@@ -17,10 +17,12 @@
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/file_finder.h"
 #include "kx/tal/log.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/osdep/shared_file.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "platform/shared_files.h"
+#include "platform/ownership.h"
+#include "platform/remove_dir_hierarchy.h"
 
 namespace kx::platform {
 namespace {
@@ -58,22 +60,13 @@ std::vector<std::string> ExchangeEntries() {
   return tal::FindFiles(directory, "*");
 }
 
-// True when the record at `path` is a regular file whose first line names `actionId`.
+// The largest lock record: an escaped ID of 4 KiB, a holder of 1 KiB, a pid and a time.
+constexpr size_t kMaxRecordSize = 4 * exchange::kMaxActionIdLength + exchange::kMaxLockHolderLength + 128;
+
+// True when the record at `path` is a regular file (not a link) whose first line names `actionId`.
 bool RecordNames(const std::string& path, const std::string& actionId) {
-  int fd;
-  while ((fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)) < 0 && errno == EINTR) {
-  }
-  if (fd < 0) return false;
-  const std::string expected = exchange::LockRecordIdLine(actionId);
-  std::string firstLine(expected.size(), '\0');
-  struct stat info;
-  ssize_t size = -1;
-  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
-    while ((size = ::read(fd, firstLine.data(), firstLine.size())) < 0 && errno == EINTR) {
-    }
-  }
-  ::close(fd);
-  return size == static_cast<ssize_t>(expected.size()) && firstLine == expected;
+  const std::optional<std::string> record = tal::osdep::ReadSmallRegularFile(path, kMaxRecordSize, false);
+  return record && record->rfind(exchange::LockRecordIdLine(actionId), 0) == 0;
 }
 
 // Called with the service lock held.
@@ -125,7 +118,7 @@ int32_t ObtainActionLock(const std::string& actionId, const std::string& customL
     try {
       CreateLock(actionId, customLockHolder);
     } catch (const kx::tal::exception::Exception&) {
-      RemoveTree(ActionDirectory(actionId));
+      RemoveDirHierarchy(ActionDirectory(actionId));
       throw;
     }
     lockFilePath = RecordPath(actionId);
@@ -152,7 +145,7 @@ int32_t RemoveActionLock(const std::string& actionId) {
   try {
     ServiceLock serviceLock;
     if (!IsHeldBy(actionId)) return kNotLockHolder;
-    return RemoveTree(ActionDirectory(actionId)) ? kOk : kFail;
+    return RemoveDirHierarchy(ActionDirectory(actionId)) == 0 ? kOk : kFail;
   } catch (const kx::tal::exception::Exception&) {
     return kFail;
   }
@@ -163,7 +156,7 @@ int32_t ForceRemoveActionLock() {
   try {
     ServiceLock serviceLock;
     bool removedAll = true;
-    for (const std::string& entry : ExchangeEntries()) removedAll = RemoveTree(entry) && removedAll;
+    for (const std::string& entry : ExchangeEntries()) removedAll = RemoveDirHierarchy(entry) == 0 && removedAll;
     return removedAll ? kOk : kFail;
   } catch (const kx::tal::exception::Exception&) {
     return kFail;

@@ -8,6 +8,7 @@
 #include "exchange/paths.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 
@@ -46,9 +47,9 @@ int NoWindowExternalApplication::startAndComplete(const std::string& program,
 }
 
 void NoWindowExternalApplication::Redirect(const std::string& path, const char* message, int firstFd, int secondFd) {
-  int fd;
-  while ((fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) < 0 && errno == EINTR) {
-  }
+  // In the forked child: plain calls only, no exceptions.
+  const int fd = tal::osdep::RetryOnInterrupt(
+      [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644); });
   if (fd < 0) return;  // the stream stays as it was
   ChildLog(kEntry, message + path);
   for (const int target : {firstFd, secondFd}) {

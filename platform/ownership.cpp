@@ -152,6 +152,15 @@ int32_t SetToDefaultOwnerGroupAndPermissions(const std::string& path) {
   return 0;
 }
 
+bool GiveToDefaultOwner(const std::string& path, mode_t mode) {
+  bool done = SetOwnerAndGroup(path, kDefaultOwner, kDefaultGroup) == 0;
+  if (::chmod(path.c_str(), mode) != 0) {
+    KX_LOG(kError2, "Failed call to chmod for " + path);
+    done = false;
+  }
+  return done;
+}
+
 int32_t SymbolicModeToMode(std::string_view text) {
   static constexpr char kLetters[] = "rwxrwxrwx";
   if (text.size() != 9) return -1;

@@ -3,6 +3,8 @@
 // IDs are looked up once per name and cached for the life of the process; the
 // caches are safe to use from several threads.
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,8 +24,13 @@ int64_t GetGroupID(const std::string& name);
 // is not changed. 0 on success, -1 on failure.
 int32_t SetOwnerAndGroup(const std::string& path, const std::string& user, const std::string& group);
 
-// Owner "opuser", group "kx", mode rw-rw-r--. 0 on success, -1 on failure.
+// Owner "opuser", group "kx", mode rw-rw-r--. 0 on success, -1 on failure
+// (when the owner cannot be set, the mode is left as it is).
 int32_t SetToDefaultOwnerGroupAndPermissions(const std::string& path);
+
+// Owner "opuser" and group "kx" as SetOwnerAndGroup gives them, and `mode`, set
+// even when the owner cannot be (both failures are logged). False when either failed.
+bool GiveToDefaultOwner(const std::string& path, mode_t mode);
 
 // "rwxr-x---" style text to a mode (0750). Exactly nine characters, each either
 // its position's letter or anything else for "not set"; -1 for another length.

@@ -11,6 +11,7 @@
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/ckx_sync.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
@@ -83,8 +84,7 @@ void ConvertLeftoverAction() {
 
 void DeleteInstallationStatusLog() {
   const std::string path = exchange::InstallationStatusLogPath();
-  while (::unlink(path.c_str()) != 0 && errno == EINTR) {
-  }
+  tal::osdep::RetryOnInterrupt([&] { return ::unlink(path.c_str()); });
 }
 
 void WriteOutput(uint32_t handle, const std::string& output) {

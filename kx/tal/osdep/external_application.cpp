@@ -14,6 +14,7 @@
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/log.h"
+#include "kx/tal/osdep/posix_io.h"
 
 namespace kx::tal::osdep {
 namespace {
@@ -24,31 +25,6 @@ std::atomic<bool> gCloseDescriptorsByDefault{false};
 // number (mask bit or errno) and, for messages, a 32-bit length and the text.
 constexpr char kMessageRecord = 'L';
 constexpr char kExecFailedRecord = 'E';
-
-bool WriteAll(int fd, const void* data, size_t size) {
-  const char* bytes = static_cast<const char*>(data);
-  while (size > 0) {
-    const ssize_t written = ::write(fd, bytes, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes += written;
-    size -= static_cast<size_t>(written);
-  }
-  return true;
-}
-
-// False at end of file or on error before `size` bytes arrived.
-bool ReadAll(int fd, void* data, size_t size) {
-  char* bytes = static_cast<char*>(data);
-  while (size > 0) {
-    const ssize_t got = ::read(fd, bytes, size);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    bytes += got;
-    size -= static_cast<size_t>(got);
-  }
-  return true;
-}
 
 void AppendRecord(std::string& out, char kind, uint32_t number, const std::string& text) {
   out += kind;
@@ -88,8 +64,7 @@ ExternalApplication::ExternalApplication(int32_t niceIncrement, bool closeInheri
 ExternalApplication::~ExternalApplication() {
   if (pid_ <= 0) return;
   int status;
-  while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-  }
+  RetryOnInterrupt([&] { return ::waitpid(pid_, &status, 0); });
 }
 
 void ExternalApplication::ChildLog(uint32_t maskBit, const std::string& text) {
@@ -113,26 +88,22 @@ void ExternalApplication::Start(const std::string& program, const std::vector<st
   for (std::string& text : texts) argv.push_back(text.data());
   argv.push_back(nullptr);
 
-  int report[2];
-  if (::pipe2(report, O_CLOEXEC) != 0) KX_THROW(PosixError);
+  int pipeEnds[2];
+  if (::pipe2(pipeEnds, O_CLOEXEC) != 0) KX_THROW(PosixError);
+  FileDescriptor reportReader(pipeEnds[0]);
+  FileDescriptor reportWriter(pipeEnds[1]);
   const pid_t pid = ::fork();
-  if (pid < 0) {
-    const int error = errno;
-    ::close(report[0]);
-    ::close(report[1]);
-    KX_THROW(PosixError, error);
-  }
+  if (pid < 0) KX_THROW(PosixError, errno);
   if (pid == 0) {
-    ::close(report[0]);
-    RunChild(report[1], argv);
+    reportReader.Close();
+    RunChild(reportWriter.Get(), argv);
   }
-  ::close(report[1]);
-  const int execError = ReadChildReport(report[0]);
-  ::close(report[0]);
+  reportWriter.Close();
+  const int execError = ReadChildReport(reportReader.Get());
+  reportReader.Close();
   if (execError != 0) {
     int status;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    RetryOnInterrupt([&] { return ::waitpid(pid, &status, 0); });
     KX_THROW(PosixError, execError);
   }
   pid_ = pid;
@@ -167,14 +138,14 @@ void ExternalApplication::RunChild(int reportFd, const std::vector<char*>& argv)
 
 int ExternalApplication::ReadChildReport(int reportFd) {
   char kind;
-  while (ReadAll(reportFd, &kind, 1)) {
+  while (ReadExactly(reportFd, &kind, 1)) {
     uint32_t number;
-    if (!ReadAll(reportFd, &number, sizeof number)) break;
+    if (!ReadExactly(reportFd, &number, sizeof number)) break;
     if (kind == kExecFailedRecord) return number != 0 ? static_cast<int>(number) : ENOEXEC;
     uint32_t length;
-    if (kind != kMessageRecord || !ReadAll(reportFd, &length, sizeof length)) break;
+    if (kind != kMessageRecord || !ReadExactly(reportFd, &length, sizeof length)) break;
     std::string text(length, '\0');
-    if (!ReadAll(reportFd, text.data(), length)) break;
+    if (!ReadExactly(reportFd, text.data(), length)) break;
     KX_LOG(number, text);
   }
   return 0;  // end of file: the exec closed the pipe
@@ -183,9 +154,7 @@ int ExternalApplication::ReadChildReport(int reportFd) {
 int ExternalApplication::Wait() {
   if (pid_ <= 0) KX_THROW(exception::InvalidOperation);
   int status;
-  pid_t waited;
-  while ((waited = ::waitpid(pid_, &status, 0)) < 0 && errno == EINTR) {
-  }
+  const pid_t waited = RetryOnInterrupt([&] { return ::waitpid(pid_, &status, 0); });
   const int error = errno;
   pid_ = -1;
   if (waited < 0) KX_THROW(PosixError, error);

@@ -17,6 +17,7 @@
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/osdep/shared_file.h"
 #include "kx/tal/path.h"
 
@@ -63,9 +64,7 @@ std::string StateFilePath(const std::string& name) {
 
 StateRecord ReadState(int fd) {
   unsigned char bytes[kStateSize];
-  ssize_t size;
-  while ((size = ::pread(fd, bytes, sizeof bytes, 0)) < 0 && errno == EINTR) {
-  }
+  const ssize_t size = RetryOnInterrupt([&] { return ::pread(fd, bytes, sizeof bytes, 0); });
   if (size < 0) KX_THROW(PosixError);
   StateRecord state;
   if (static_cast<size_t>(size) < sizeof bytes) return state;
@@ -86,28 +85,20 @@ void WriteState(int fd, const StateRecord& state) {
   std::memcpy(bytes + 5, &state.number, 4);
   std::memcpy(bytes + 9, &state.index, 4);
   std::memcpy(bytes + 13, &state.setId, 4);
-  ssize_t size;
-  while ((size = ::pwrite(fd, bytes, sizeof bytes, 0)) < 0 && errno == EINTR) {
-  }
+  const ssize_t size = RetryOnInterrupt([&] { return ::pwrite(fd, bytes, sizeof bytes, 0); });
   if (size < 0) KX_THROW(PosixError);
   if (static_cast<size_t>(size) != sizeof bytes) KX_THROW(PosixError, EIO);
 }
 
 // ftok's key, or -1 with errno set.
 key_t KeyOf(const std::string& keyFile) {
-  key_t key;
-  while ((key = ::ftok(keyFile.c_str(), kProjectId)) == -1 && errno == EINTR) {
-  }
-  return key;
+  return RetryOnInterrupt([&] { return ::ftok(keyFile.c_str(), kProjectId); });
 }
 
 int SemaphoreControl(int setId, uint32_t index, int command, int value = 0) {
   SemaphoreArgument argument{};
   argument.val = value;
-  int result;
-  while ((result = ::semctl(setId, static_cast<int>(index), command, argument)) == -1 && errno == EINTR) {
-  }
-  return result;
+  return RetryOnInterrupt([&] { return ::semctl(setId, static_cast<int>(index), command, argument); });
 }
 
 // The recorded set when its key file still leads to it, else -1. Only a missing
@@ -128,15 +119,12 @@ int RecordedSet(const StateRecord& state) {
 
 // Creates the key file exclusively: false when it exists already.
 bool CreateKeyFile(const std::string& path) {
-  int fd;
-  while ((fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) == -1 && errno == EINTR) {
-  }
-  if (fd == -1) {
+  const FileDescriptor file = Open(path, O_WRONLY | O_CREAT | O_EXCL, 0666);
+  if (!file.IsOpen()) {
     if (errno == EEXIST) return false;
     KX_THROW(PosixError);
   }
-  ::fchmod(fd, 0666);  // the umask may have cut it
-  ::close(fd);
+  ::fchmod(file.Get(), 0666);  // the umask may have cut it
   return true;
 }
 

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "kx/tal/osdep/posix_io.h"
+
 namespace kx::tal::osdep {
 
 // The path of the shared file `name`: "<SharedFileDirectory()>/<name>". Throws
@@ -17,11 +19,8 @@ class SharedFile {
   // directory and the file (mode 0666, whatever the umask) when missing. Throws
   // PosixError on failure. The descriptor is not inherited by programs run with exec.
   SharedFile(const std::string& path, int accessMode);
-  ~SharedFile();
-  SharedFile(const SharedFile&) = delete;
-  SharedFile& operator=(const SharedFile&) = delete;
 
-  int Descriptor() const { return fd_; }
+  int Descriptor() const { return fd_.Get(); }
   const std::string& Path() const { return path_; }
 
   // Exclusive flock: Lock() waits, TryLock() does not. Interrupted calls are
@@ -32,7 +31,7 @@ class SharedFile {
 
  private:
   std::string path_;
-  int fd_ = -1;
+  FileDescriptor fd_;
 };
 
 }  // namespace kx::tal::osdep

@@ -12,6 +12,7 @@
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/osdep/shared_file.h"
 
 namespace kx::tal::osdep {
@@ -19,11 +20,7 @@ namespace kx::tal::osdep {
 namespace {
 
 void ResizeRetryingInterrupts(int fd, off_t size) {
-  int result;
-  do {
-    result = ::ftruncate(fd, size);
-  } while (result != 0 && errno == EINTR);
-  if (result != 0) KX_THROW(PosixError);
+  if (RetryOnInterrupt([&] { return ::ftruncate(fd, size); }) != 0) KX_THROW(PosixError);
 }
 
 // Holds the region's mutex for the scope, when the region has one.
