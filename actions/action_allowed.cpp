@@ -1,9 +1,9 @@
 #include "actions/action_allowed.h"
 
+#include "actions/controller_services.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
 #include "kx/tal/log.h"
-#include "platform/process_finder.h"
 
 namespace kx::actions {
 
@@ -13,7 +13,7 @@ int32_t IsActionAllowed(const std::string& webMethodName, bool allowedInRunMode)
     if (allowedInRunMode) return exchange::kResultOk;
     return webMethodName == "Format" ? exchange::kResultFormatNotAllowed : exchange::kResultFail;
   }
-  if (!platform::IsDaemonRunning()) {
+  if (!Services().processes.IsDaemonRunning()) {
     // The misspelling is part of the message that log readers search for.
     KX_LOG(tal::logmask::kError, "Installation Deamon isn't running.");
     return exchange::kResultFail;

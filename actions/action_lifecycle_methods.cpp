@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "actions/controller_services.h"
 #include "actions/progress_state.h"
 #include "actions/request_files.h"
 #include "actions/start_time.h"
@@ -16,8 +17,6 @@
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/string_base.h"
-#include "platform/action_lock.h"
-#include "platform/target_config.h"
 #include "webrequest/request_helpers.h"
 
 namespace kx::actions {
@@ -44,12 +43,7 @@ int32_t RefuseBadRequest(int32_t& httpStatus) {
 }
 
 // Mode attribute: "1" when the target is in safe mode or install mode.
-const char* ModeText() {
-  std::string stateText;
-  bool flag = false;
-  GetSystemState(stateText, flag);
-  return flag ? "1" : "0";
-}
+const char* ModeText() { return Services().systemState.InSafeOrInstallMode() ? "1" : "0"; }
 
 std::string BeginActionAnswer(int32_t lockResult, const std::string& lockFilePath) {
   return std::string("<?xml version=\"1.0\"?>\n<BeginAction Result=\"") + std::to_string(lockResult) +
@@ -89,7 +83,7 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
   }
 
   std::string lockFilePath;
-  const int32_t lockResult = ObtainActionLock(actionId, customLockHolder, lockFilePath);
+  const int32_t lockResult = Services().actionLock.Obtain(actionId, customLockHolder, lockFilePath);
   if (lockResult < 0) {
     webrequest::WriteResultXml(output, L"BeginAction", lockResult, L"");
     return lockResult;
@@ -118,7 +112,7 @@ int32_t FinalizeAction(const KeyValuePairList& form, uint32_t, std::string& outp
     return RefuseBadRequest(httpStatus);
   }
 
-  const int32_t result = HasActionLock(actionId) == 0
+  const int32_t result = !Services().actionLock.IsHeldBy(actionId)
                              ? exchange::kResultInvalidArgument
                              : CreatePostActionIni(exchange::RequestFilePath(exchange::kPostActionRequest.fileName),
                                                    webMethod, action, options, 0);
@@ -140,7 +134,7 @@ int32_t CancelAction(const KeyValuePairList& form, uint32_t, std::string& output
   }
 
   // Whether this ID may drop the lock is the action-lock service's decision alone.
-  const int32_t result = RemoveActionLock(actionId);
+  const int32_t result = Services().actionLock.Release(actionId);
   webrequest::WriteResultXml(output, L"CancelAction", result, L"");
   return result;
 }

@@ -5,6 +5,7 @@
 #include <cwctype>
 #include <string>
 
+#include "actions/controller_services.h"
 #include "actions/progress_state.h"
 #include "actions/web_methods.h"
 #include "exchange/paths.h"
@@ -15,7 +16,6 @@
 #include "kx/tal/osdep/simple_shared_memory.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
-#include "platform/target_config.h"
 #include "webrequest/request_helpers.h"
 
 namespace kx::actions {
@@ -70,9 +70,7 @@ std::string CurrentActionText() {
 }  // namespace
 
 int32_t Ping(const KeyValuePairList&, uint32_t, std::string& output, int32_t&, bool&) {
-  std::string stateText;
-  bool flag = false;
-  GetSystemState(stateText, flag);
+  const bool flag = Services().systemState.InSafeOrInstallMode();
   // The two possible answers, whole: no text is put together per request.
   static const std::string kAnswers[] = {
       std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"" + kServiceVersion + "\" Mode=\"0\" />\n",

@@ -6,8 +6,7 @@
 
 namespace kx::actions {
 namespace {
-std::unique_ptr<tal::osdep::SimpleSharedMemory> gRegion;
-std::atomic<tal::osdep::SimpleSharedMemory*> gRegionView{nullptr};
+std::atomic<tal::osdep::SimpleSharedMemory*> gRegion{nullptr};
 }  // namespace
 
 tal::osdep::NamedMutex& ProgressMutex() {
@@ -15,11 +14,8 @@ tal::osdep::NamedMutex& ProgressMutex() {
   return mutex;
 }
 
-tal::osdep::SimpleSharedMemory* ProgressRegion() { return gRegionView.load(); }
+tal::osdep::SimpleSharedMemory* ProgressRegion() { return gRegion.load(); }
 
-void SetProgressRegion(std::unique_ptr<tal::osdep::SimpleSharedMemory> region) {
-  gRegionView = region.get();
-  gRegion = std::move(region);
-}
+void SetProgressRegion(tal::osdep::SimpleSharedMemory* region) { gRegion = region; }
 
 }  // namespace kx::actions

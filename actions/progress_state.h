@@ -4,8 +4,6 @@
 // touches the action files or the region holds the mutex from its first step to
 // its return.
 
-#include <memory>
-
 #include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
 
@@ -15,8 +13,9 @@ namespace kx::actions {
 // when its lock file cannot be made.
 tal::osdep::NamedMutex& ProgressMutex();
 
-// The region, or null when it was not (or could not be) created.
+// The region, or null when it was not (or could not be) created. The plug-in's
+// context owns it and sets it here, for the handlers.
 tal::osdep::SimpleSharedMemory* ProgressRegion();
-void SetProgressRegion(std::unique_ptr<tal::osdep::SimpleSharedMemory> region);
+void SetProgressRegion(tal::osdep::SimpleSharedMemory* region);
 
 }  // namespace kx::actions

@@ -9,6 +9,7 @@
 #include "actions/action_allowed.h"
 #include "actions/action_command.h"
 #include "actions/action_state_files.h"
+#include "actions/controller_services.h"
 #include "actions/progress_state.h"
 #include "actions/web_methods.h"
 #include "catalogue/repository.h"
@@ -21,7 +22,6 @@
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "kx/tal/text_file.h"
-#include "platform/action_lock.h"
 #include "webrequest/request_helpers.h"
 
 namespace kx::actions {
@@ -44,12 +44,12 @@ bool SafeModeSoftwareInstalled() {
 // Ends the action as refused: records it as the last action and gives up its lock.
 void RefuseInSafeModeSoftware(const std::string& actionId) {
   const std::string line =
-      exchange::LastActionLine(actionId, "SoftwareUpdate", exchange::kResultSafeModeInstalled, std::time(nullptr));
+      exchange::LastActionLine(actionId, "SoftwareUpdate", exchange::kResultSafeModeInstalled, Services().clock.Now());
   {
     tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
     CreateActionXML(exchange::kLastActionFileName, line);
   }
-  RemoveActionLock(actionId);
+  static_cast<void>(Services().actionLock.Release(actionId));
 }
 
 // Where the catalogue comes from: the one uploaded file, or the body itself.
@@ -102,7 +102,7 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   // Only the exact "NO" keeps the target from being restarted into install mode.
   const bool allowedInRunMode = command.autoReboot != std::string("NO");
 
-  if (HasActionLock(command.actionId) == 0) return exchange::kResultNotLockHolder;
+  if (!Services().actionLock.IsHeldBy(command.actionId)) return exchange::kResultNotLockHolder;
   if (SafeModeSoftwareInstalled()) {
     RefuseInSafeModeSoftware(command.actionId);
     return exchange::kResultSafeModeInstalled;

@@ -8,6 +8,7 @@
 #include "actions/action_allowed.h"
 #include "actions/action_state_files.h"
 #include "actions/blacklist_file.h"
+#include "actions/controller_services.h"
 #include "actions/progress_state.h"
 #include "actions/request_files.h"
 #include "actions/web_methods.h"
@@ -19,7 +20,6 @@
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
-#include "platform/action_lock.h"
 #include "platform/no_window_external_application.h"
 #include "webrequest/request_helpers.h"
 
@@ -101,7 +101,7 @@ bool CanBeTested(const std::string& path) {
 
 int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint32_t options,
                  const std::string& imagePath, bool& restart) {
-  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
+  if (!Services().actionLock.IsHeldBy(actionId)) return exchange::kResultNotLockHolder;
   KX_LOG(kInfo, "Options: " + std::to_string(options));
   std::string blacklistPath;
   if (!PrepareBlacklist("GetSystemImageBlacklist", blacklist, blacklistPath)) return exchange::kResultSaveFailed;
@@ -117,7 +117,7 @@ int32_t GetImage(const std::string& actionId, const std::string& blacklist, uint
 
 int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath, const std::string& blacklist,
                  uint32_t options, uint32_t timeout, bool& restart) {
-  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
+  if (!Services().actionLock.IsHeldBy(actionId)) return exchange::kResultNotLockHolder;
   KX_LOG(kInfo, "Options: " + std::to_string(options) + "\nTimeout (Msecs): " + std::to_string(timeout) +
                     "\nlocalPath: " + hostLocalPath + "\nblacklist: " + blacklist + "\nactionId: " + actionId);
 
@@ -145,7 +145,7 @@ int32_t SetImage(const std::string& actionId, const std::string& hostLocalPath, 
 }
 
 int32_t FormatTarget(const std::string& actionId, uint32_t timeout, uint32_t options, bool& restart) {
-  if (HasActionLock(actionId) == 0) return exchange::kResultNotLockHolder;
+  if (!Services().actionLock.IsHeldBy(actionId)) return exchange::kResultNotLockHolder;
   const int32_t allowed = IsActionAllowed("Format", (options & kOptionFormatInRunMode) != 0);
   if (allowed < 0) {
     KX_LOG(kError2,

@@ -8,27 +8,21 @@
 #include "plugin/plugin_threads.h"
 
 namespace kx::plugin {
-namespace {
 
-// Null until orlaInit; null again once reaped or destroyed. Guarded by the plug-in lock.
-std::unique_ptr<discovery::mDnsAnnouncer> announcer;
-
-}  // namespace
-
-void StartAnnouncer() {
-  announcer.reset();  // a repeated orlaInit: the earlier thread is stopped first
+void StartAnnouncer(PluginContext& context) {
+  context.announcer.reset();  // a repeated orlaInit: the earlier thread is stopped first
   try {
-    announcer = std::make_unique<discovery::mDnsAnnouncer>();
+    context.announcer = std::make_unique<discovery::mDnsAnnouncer>();
   } catch (const std::exception& e) {
     KX_LOG(tal::logmask::kError2, std::string("Could not start the mDNS announcer: ") + e.what());
   }
 }
 
-void ReapAnnouncerIfFinished() {
-  if (announcer != nullptr && announcer->Finished()) announcer.reset();
+void ReapAnnouncerIfFinished(PluginContext& context) {
+  if (context.announcer != nullptr && context.announcer->Finished()) context.announcer.reset();
 }
 
-void DestroyAnnouncer() { announcer.reset(); }
+void DestroyAnnouncer(PluginContext& context) { context.announcer.reset(); }
 
 void UnregisterAnnouncement() { discovery::mDnsUnregisterService(); }
 

@@ -58,14 +58,20 @@ std::string LogDirectory() {
   return tal::IsDirectory(share) ? share : tal::JoinPath(tal::SharedDataDirectory(), "kxsyslog");
 }
 
-void CreateProgressRegion() {
-  if (actions::ProgressRegion() != nullptr) return;
+// The services the next start builds its context with; null: the real ones.
+actions::ControllerServices* gNextServices = nullptr;
+Restarter* gNextRestarter = nullptr;
+
+// From orlaInit to orlaFinalize; created and destroyed under the plug-in lock.
+std::unique_ptr<PluginContext> gContext;
+
+void CreateProgressRegion(PluginContext& context) {
+  if (context.progressRegion != nullptr) return;
   try {
     tal::osdep::NamedMutexLock guard(actions::ProgressMutex());
-    if (actions::ProgressRegion() == nullptr) {
-      actions::SetProgressRegion(std::make_unique<tal::osdep::SimpleSharedMemory>(
-          exchange::kProgressRegionName, exchange::kProgressRegionSize, &actions::ProgressMutex()));
-    }
+    context.progressRegion = std::make_unique<tal::osdep::SimpleSharedMemory>(
+        exchange::kProgressRegionName, exchange::kProgressRegionSize, &actions::ProgressMutex());
+    actions::SetProgressRegion(context.progressRegion.get());
   } catch (const std::exception&) {
     errno = ENOMEM;  // handlers that need the region report their own failure
   }
@@ -111,7 +117,7 @@ int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart
   std::string output;
   int32_t httpStatus = 200;
 
-  const webrequest::WebMethodHandler handler = MethodTable().Find(key);
+  const webrequest::WebMethodHandler handler = gContext != nullptr ? gContext->methods.Find(key) : nullptr;
   if (handler == nullptr) {
     webrequest::ResponseError(handle, 501, "Unimplemented");
     KX_LOG(kError2, "Given: " + key + " which is not an implemented function.");
@@ -130,8 +136,13 @@ int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart
 }  // namespace
 
 WebMethodTable& MethodTable() {
-  static WebMethodTable table;
-  return table;
+  static WebMethodTable none;  // before orlaInit and after orlaFinalize
+  return gContext != nullptr ? gContext->methods : none;
+}
+
+void UseServicesOnNextStart(actions::ControllerServices* services, Restarter* restarter) {
+  gNextServices = services;
+  gNextRestarter = restarter;
 }
 
 void PluginInit() {
@@ -140,7 +151,15 @@ void PluginInit() {
                     log.lowDiskThreshold > 0 ? static_cast<uint64_t>(log.lowDiskThreshold) : 0);
   KX_LOG(kEntry, std::string("orlaInit(), Version: ") + kVersion);
 
-  CreateProgressRegion();
+  Tillwork::CkxSingleLock guard(PluginLock());
+  // A second start without a finalize keeps the context, and so the region.
+  if (gContext == nullptr) {
+    gContext =
+        std::make_unique<PluginContext>(gNextServices != nullptr ? *gNextServices : actions::ControllersOwnServices(),
+                                        gNextRestarter != nullptr ? *gNextRestarter : RestartThreadRestarter());
+    actions::UseServices(&gContext->services);
+  }
+  CreateProgressRegion(*gContext);
   try {
     ConvertLeftoverAction();
   } catch (const std::exception& e) {
@@ -148,17 +167,15 @@ void PluginInit() {
   }
   if (!tal::LogEnabled(kInfo)) DeleteInstallationStatusLog();
 
-  MethodTable().Fill();
-
-  Tillwork::CkxSingleLock guard(PluginLock());
-  StartAnnouncer();
+  gContext->methods.Fill();
+  StartAnnouncer(*gContext);
 }
 
 void PluginRun(webruntime::WebRequest* request, uint32_t handle) {
   KX_LOG(kEntry, "orlaRun()");
   {
     Tillwork::CkxSingleLock guard(PluginLock());
-    ReapAnnouncerIfFinished();
+    if (gContext != nullptr) ReapAnnouncerIfFinished(*gContext);
   }
 
   int32_t result = static_cast<int32_t>(0x80004005u);
@@ -172,16 +189,21 @@ void PluginRun(webruntime::WebRequest* request, uint32_t handle) {
   } catch (...) {
     // nothing is answered: the host's default reply goes out
   }
-  if (result >= 0 && restart) StartRestartThread();
+  if (result >= 0 && restart && gContext != nullptr) gContext->restarter.Restart();
 }
 
 void PluginFinalize() {
   Tillwork::CkxSingleLock guard(PluginLock());
   KX_LOG(kEntry, "orlaFinalize()");
-  DestroyAnnouncer();
-  UnregisterAnnouncement();
-  actions::SetProgressRegion(nullptr);
-  MethodTable().Clear();
+  if (gContext != nullptr) {
+    DestroyAnnouncer(*gContext);
+    UnregisterAnnouncement();
+    actions::SetProgressRegion(nullptr);
+    gContext->progressRegion.reset();
+    gContext->methods.Clear();
+    actions::UseServices(nullptr);
+    gContext.reset();
+  }
   tal::CloseTraceLog();
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/webruntime/web_runtime.h"
+#include "plugin/plugin_context.h"
 #include "plugin/web_method_table.h"
 
 namespace kx::plugin {
@@ -13,7 +14,8 @@ void PluginInit();
 void PluginRun(webruntime::WebRequest* request, uint32_t handle);
 void PluginFinalize();
 
-// The process-wide web-method table.
+// The web-method table of the plug-in's context (an empty one before orlaInit
+// and after orlaFinalize).
 WebMethodTable& MethodTable();
 
 }  // namespace kx::plugin

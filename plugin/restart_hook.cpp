@@ -3,7 +3,7 @@
 
 #include "exchange/paths.h"
 #include "kx/tal/log.h"
-#include "plugin/plugin_threads.h"
+#include "plugin/plugin_context.h"
 #include "plugin/signal_daemon_thread.h"
 #include "system/boot_mode.h"
 
@@ -14,10 +14,6 @@ constexpr uint32_t kRestartDelayMs = 1000;
 
 // Built when the library is loaded, so that unloading it joins a run still going.
 SignalDaemonThread gRestartThread(system::kInstallBootMode, kRestartDelayMs);
-
-}  // namespace
-
-SignalDaemonThread& RestartThread() { return gRestartThread; }
 
 void StartRestartThread() {
   // Only a label: in install mode outside safe mode the thread still signals.
@@ -30,6 +26,20 @@ void StartRestartThread() {
     return;
   }
   KX_LOG(tal::logmask::kInfo, "Starting thread: " + name);
+}
+
+class RestartThreadStarter final : public Restarter {
+ public:
+  void Restart() override { StartRestartThread(); }
+};
+
+}  // namespace
+
+SignalDaemonThread& RestartThread() { return gRestartThread; }
+
+Restarter& RestartThreadRestarter() {
+  static RestartThreadStarter restarter;
+  return restarter;
 }
 
 }  // namespace kx::plugin
