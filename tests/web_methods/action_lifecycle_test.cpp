@@ -10,9 +10,6 @@
 
 #include "actions/web_methods.h"
 #include "exchange/action_directory_name.h"
-#include "exchange/ipc_names.h"
-#include "platform/process_finder.h"
-#include "tests/platform/named_process.h"
 #include "tests/support/log_recorder.h"
 #include "tests/web_methods/web_method_fixture.h"
 #include "webrequest/request_helpers.h"
@@ -59,19 +56,6 @@ class ActionLifecycleTest : public WebMethodTest, public testing::WithParamInter
     }
     return paths;
   }
-  // A handler called the way the frame calls it, without the frame's restart thread.
-  webruntime::MemoryRequest Call(webrequest::WebMethodHandler handler, Form form, std::string body = {}) const {
-    webruntime::MemoryRequest request;
-    request.form = std::move(form);
-    request.body = std::move(body);
-    webruntime::RequestRegistration registration(request);
-    KeyValuePairList fields;
-    ReadAllFormData_C_REST_VELO_(registration.Handle(), &fields);
-    int32_t status = 200;
-    bool restart = false;
-    handler(fields, registration.Handle(), request.output, status, restart);
-    return request;
-  }
   // True when no action directory exists and nothing was written beside it.
   bool NothingCreated() const {
     return !std::filesystem::exists(ExchangeDirectory()) || std::filesystem::is_empty(ExchangeDirectory());
@@ -90,14 +74,13 @@ TEST_P(ActionLifecycleTest, WholeAction) {
   EXPECT_THAT(begun.output, testing::MatchesRegex(BeginAnswer("0", "[0-9A-F]+ [0-9A-F]+ [0-9A-F]+ 0")));
   const std::string directory = ExchangeDirectory() + "/A1/";
   EXPECT_TRUE(std::filesystem::is_directory(directory));
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
   // The holder asking again is told so (Result 1); the start time is the lock record's modification time.
   const struct timeval times[2] = {{1600000000, 0}, {1600000000, 0}};
   ASSERT_EQ(::utimes((directory + exchange::kLockRecordName).c_str(), times), 0);
   EXPECT_THAT(Run("BeginAction", BeginForm("A1")).output, testing::MatchesRegex(BeginAnswer("1", "0 0 DB83C080 0")));
 
-  std::optional<NamedProcess> daemon;  // safe mode needs it
-  if (GetParam()) daemon.emplace(kx::exchange::kDaemonProcessName);
+  processes.daemonRunning = GetParam();  // safe mode needs it
   const std::string body = "<WSACTIONCOMMAND NAME=\"A1\"/>\n<DEFINITION/>\n";
   EXPECT_EQ(Run("SoftwareUpdate", {}, body).output, Answer("SoftwareUpdate", 0));
   EXPECT_EQ(ReadFile(directory + "install.cdf"), body);
@@ -107,12 +90,11 @@ TEST_P(ActionLifecycleTest, WholeAction) {
             Answer("SoftwareUpdate", 0));
   EXPECT_EQ(ReadFile(directory + "install.cdf"), "<DEFINITION/>\n");
   EXPECT_FALSE(std::filesystem::exists(upload.localPath));
-  EXPECT_TRUE(plugin::RestartThread().IsRunning());
-  plugin::RestartThread().JoinRun();
+  EXPECT_GT(TakeRestarts(), 0);
   EXPECT_EQ(Run("Progress").output, std::string(kXmlDeclaration) + "<Progress>\n<Current/>\n</Progress>");
 
   EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "post [x]=1", "4294967295")).output, Answer("FinalizeAction", 0));
-  EXPECT_TRUE(plugin::RestartThread().IsRunning());  // the daemon is woken after the reply
+  EXPECT_GT(TakeRestarts(), 0);  // the daemon is woken after the reply
   const std::string postAction = directory + "postaction.ini";
   EXPECT_EQ(IniText(postAction, "PostAction", "Retval") + "|" + IniText(postAction, "PostAction", "Options") + "|" +
                 IniText(postAction, "PostAction", "WebMethod") + "|" + IniText(postAction, "PostAction", "Action"),
@@ -148,16 +130,14 @@ TEST_P(ActionLifecycleTest, MalformedRequestsGet400WithoutBody) {
     EXPECT_EQ(reply.output + reply.mimeType, "") << "case " << i;
   }
   EXPECT_TRUE(NothingCreated());
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
 }
 
 // Action IDs are the remote host's own text. Each runs a whole action in one
-// directory directly inside the action exchange directory. The handlers are
-// called directly, so no restart thread runs between the steps.
+// directory directly inside the action exchange directory.
 TEST_P(ActionLifecycleTest, AnyActionIdRunsAWholeActionInsideTheExchange) {
-  std::optional<NamedProcess> daemon;  // safe mode needs it
-  if (GetParam()) daemon.emplace(kx::exchange::kDaemonProcessName);
-  ASSERT_EQ(HasActionLock("none"), 0);  // makes the service's own lock file
+  processes.daemonRunning = GetParam();  // safe mode needs it
+  ASSERT_EQ(HasActionLock("none"), 0);   // makes the service's own lock file
   const std::set<std::string> before = PathsOutsideTheExchange();
   const std::string ids[] = {"{6F1C5A2E-9D3B-4C1A-8E2F-0123456789AB}",
                              "blank id",
@@ -170,17 +150,17 @@ TEST_P(ActionLifecycleTest, AnyActionIdRunsAWholeActionInsideTheExchange) {
   for (const std::string& id : ids) {
     const std::string name = exchange::ActionDirectoryName(id);
     const std::string directory = ExchangeDirectory() + "/" + name + "/";
-    EXPECT_THAT(Call(actions::BeginAction, BeginForm(id)).output,
+    EXPECT_THAT(Run("BeginAction", BeginForm(id)).output,
                 testing::HasSubstr("Result=\"0\" Directory=\"/.syscfg-action/" + name + "\" StartTime="));
     const std::string body = "<WSACTIONCOMMAND NAME=\"" + id + "\"/>\n<DEFINITION/>\n";
-    EXPECT_EQ(Call(actions::SoftwareUpdate, {}, body).output, Answer("SoftwareUpdate", 0)) << id;
+    EXPECT_EQ(Run("SoftwareUpdate", {}, body).output, Answer("SoftwareUpdate", 0)) << id;
     EXPECT_EQ(ReadFile(directory + "install.cdf"), body);
-    EXPECT_THAT(Call(actions::GetSystemImage, {{"ActionID", id}, {"Blacklist", ""}, {"Options", "0"}}).output,
+    EXPECT_THAT(Run("GetSystemImage", {{"ActionID", id}, {"Blacklist", ""}, {"Options", "0"}}).output,
                 testing::HasSubstr("Result=\"0\" ImageFileURL=\".syscfg-action/" + name + "/SystemImage.tgz\""));
     EXPECT_EQ(IniText(directory + "getimage.ini", "GetImage", "ImagePath"), directory + "SystemImage.tgz");
-    EXPECT_EQ(Call(actions::FinalizeAction, Finalize(id)).output, Answer("FinalizeAction", 0)) << id;
+    EXPECT_EQ(Run("FinalizeAction", Finalize(id)).output, Answer("FinalizeAction", 0)) << id;
     EXPECT_EQ(IniText(directory + "postaction.ini", "PostAction", "Action"), "run");
-    EXPECT_EQ(Call(actions::CancelAction, {{"ActionID", id}}).output, Answer("CancelAction", 0)) << id;
+    EXPECT_EQ(Run("CancelAction", {{"ActionID", id}}).output, Answer("CancelAction", 0)) << id;
     EXPECT_TRUE(NothingCreated()) << id;
   }
   EXPECT_EQ(PathsOutsideTheExchange(), before);
@@ -201,7 +181,7 @@ TEST_P(ActionLifecycleTest, RefusedActionIdsAndAnotherHolderChangeNothing) {
   EXPECT_EQ(Run("CancelAction", {{"ActionID", "B"}}).output, Answer("CancelAction", kNotLockHolder));
   EXPECT_EQ(Run("CancelAction", {{"ActionID", holder + "a"}}).output, Answer("CancelAction", kNotLockHolder));
   EXPECT_EQ(Run("FinalizeAction", Finalize("B")).output, Answer("FinalizeAction", kInvalidArgument));
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
   const std::string directory = ExchangeDirectory() + "/" + exchange::ActionDirectoryName(holder);
   EXPECT_FALSE(std::filesystem::exists(directory + "/postaction.ini"));
   EXPECT_FALSE(std::filesystem::exists(ExchangeDirectory() + "/B"));
@@ -214,7 +194,7 @@ TEST_P(ActionLifecycleTest, PostActionFile) {
   const std::string file = ExchangeDirectory() + "/A1/postaction.ini";
   std::filesystem::create_directory(file);
   EXPECT_EQ(Run("FinalizeAction", Finalize("A1")).output, Answer("FinalizeAction", kSaveFailed));
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
   std::filesystem::remove(file);
   EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a\nRetval=1\r\nOptions=2")).output, Answer("FinalizeAction", 0));
   EXPECT_EQ(IniText(file, "PostAction", "Retval") + "|" + IniText(file, "PostAction", "Options") + "|" +

@@ -52,7 +52,7 @@ TEST_P(ProgressTest, PingReportsVersionAndMode) {
     return std::string(kXmlDeclaration) + "<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"" + mode + "\" />\n";
   };
   EXPECT_EQ(reply.output, ping(GetParam() ? "1" : "0"));
-  root.WriteFile("/tmp/kx_system_state", "Install Mode");
+  systemState.safeOrInstallMode = true;
   EXPECT_EQ(Run("Ping").output, ping("1"));
 }
 

@@ -2,9 +2,6 @@
 
 #include <filesystem>
 
-#include "exchange/ipc_names.h"
-#include "platform/process_finder.h"
-#include "tests/platform/named_process.h"
 #include "tests/support/log_recorder.h"
 #include "tests/web_methods/web_method_fixture.h"
 
@@ -56,7 +53,7 @@ TEST_F(SoftwareUpdateTest, RefusalsLeaveTheActionDirectoryAsItWas) {
     EXPECT_FALSE(fs::exists(directory + "install.cdf")) << row.what;
   }
   EXPECT_EQ(HasActionLock("A1"), 1);
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
 
   // A body that is not UTF-8 text cannot be read at all: the frame's answer, with or without the lock.
   for (const std::string& body : {kCatalogue + "\xff\xfe", "<WSACTIONCOMMAND NAME=\"A2\"/>\xc3"s}) {
@@ -69,7 +66,7 @@ TEST_F(SoftwareUpdateTest, RefusalsLeaveTheActionDirectoryAsItWas) {
 
   fs::create_directory(directory + "install.cdf");
   EXPECT_EQ(Update(kCatalogue).output, Answer("SoftwareUpdate", kSaveFailed));
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
 }
 
 // Only the host bounds the body: a catalogue larger than any fixed limit is placed whole.
@@ -99,16 +96,15 @@ TEST_F(SoftwareUpdateTest, SafeModeSoftwareEndsTheActionAsRefused) {
               testing::MatchesRegex("<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" StopTime=\"[^\"]+\" "
                                     "Result=\"-2147219461\"/>\n"));
   EXPECT_EQ(HasActionLock("A1"), 0);
-  EXPECT_FALSE(plugin::RestartThread().IsRunning());
+  EXPECT_EQ(TakeRestarts(), 0);
 }
 
 TEST_F(SoftwareUpdateTest, SafeModeNeedsTheDaemonWhateverAutoReboot) {
-  if (platform::IsDaemonRunning()) GTEST_SKIP() << "a kxsid process of someone else is running";
   EnterSafeMode();
   const std::string directory = Begin();
   const std::string noReboot = "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"NO\"/>";
   EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", kFail));
-  NamedProcess daemon(kx::exchange::kDaemonProcessName);
+  processes.daemonRunning = true;
   EXPECT_EQ(Update(noReboot).output, Answer("SoftwareUpdate", 0));
   EXPECT_EQ(ReadFile(directory + "install.cdf"), noReboot);
 }

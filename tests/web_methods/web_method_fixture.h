@@ -5,19 +5,20 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "exchange/ipc_names.h"
+#include "actions/controller_services.h"
 #include "exchange/lock_record.h"
 #include "exchange/paths.h"
 #include "ini/ini_document.h"
-#include "kx/tal/osdep/named_event.h"
 #include "platform/action_lock.h"
 #include "platform/webruntime/web_runtime.h"
 #include "plugin/lifecycle.h"
-#include "plugin/signal_daemon_thread.h"
+#include "plugin/plugin_context.h"
 #include "tests/support/scratch_root.h"
 
 namespace kx::test {
@@ -44,24 +45,48 @@ inline std::string IniText(const std::string& path, const char* section, const c
   return value;
 }
 
+// The controller as the handlers see it, in memory: whether the daemon runs,
+// whether the target is in safe or install mode, the time. The action lock is
+// the real one: its files lie in the scratch root.
+struct FakeProcessTable final : actions::ProcessTable {
+  bool daemonRunning = false;
+  bool IsDaemonRunning() override { return daemonRunning; }
+};
+struct FakeSystemState final : actions::SystemStateService {
+  bool safeOrInstallMode = false;
+  bool InSafeOrInstallMode() override { return safeOrInstallMode; }
+};
+struct FixedClock final : actions::Clock {
+  std::time_t now = 1600000000;
+  std::time_t Now() override { return now; }
+};
+// Counts the restarts asked for instead of waking a daemon or rebooting.
+struct CountingRestarter final : plugin::Restarter {
+  std::atomic<int> restarts{0};
+  void Restart() override { ++restarts; }
+};
+
 class WebMethodTest : public testing::Test {
  protected:
   void SetUp() override {
-    // A restart requested by a handler runs this script instead of rebooting.
-    root.WriteFile("/sbin/reboot", "#!/bin/sh\nexit 0\n");
-    ::chmod((root / "/sbin/reboot").c_str(), 0755);
     std::filesystem::create_directories(root / "/tmp");
     std::filesystem::create_directories(root / "/etc/brenmar/share");
+    plugin::UseServicesOnNextStart(&services, &restarter);
     plugin::PluginInit();
   }
 
   void TearDown() override {
-    plugin::RestartThread().JoinRun();
     plugin::PluginFinalize();
-    tal::osdep::RemoveNamedEvent(kx::exchange::kRequestReadyEventName);
+    plugin::UseServicesOnNextStart(nullptr, nullptr);
   }
 
-  void EnterSafeMode() const { root.WriteFile("/etc/brenmar/safemode", ""); }
+  void EnterSafeMode() {
+    root.WriteFile("/etc/brenmar/safemode", "");
+    systemState.safeOrInstallMode = true;
+  }
+
+  // The restarts asked for since the last call.
+  int TakeRestarts() { return restarter.restarts.exchange(0); }
 
   // The action "A1" begun as BeginAction does; its directory, with "/" at the end.
   std::string Begin() const {
@@ -84,6 +109,11 @@ class WebMethodTest : public testing::Test {
   }
 
   ScratchRoot root;
+  FakeProcessTable processes;
+  FakeSystemState systemState;
+  FixedClock clock;
+  CountingRestarter restarter;
+  actions::ControllerServices services{actions::ControllersOwnServices().actionLock, systemState, processes, clock};
 };
 
 }  // namespace kx::test
