@@ -8,6 +8,6 @@ namespace kx::actions {
 // Run mode: 0 when allowedInRunMode; otherwise 0x800407F0 for "Format" and
 // 0x80004005 for any other method name.
 // Safe mode: 0 when the installation daemon runs, else 0x80004005, whatever the flag.
-int32_t IsActionAllowed(const std::string& webMethodName, bool allowedInRunMode);
+[[nodiscard]] int32_t IsActionAllowed(const std::string& webMethodName, bool allowedInRunMode);
 
 }  // namespace kx::actions

@@ -65,11 +65,10 @@ int32_t BeginAction(const KeyValuePairList& form, uint32_t, std::string& output,
   } catch (const tal::exception::Exception&) {
     return RefuseBadRequest(httpStatus);
   }
+  // No "Action": a general action, without the pre-check.
   std::string action;
   try {
-    action = ReadText(form, L"Action");
-  } catch (const tal::exception::InvalidArgument&) {
-    // No "Action": a general action, without the pre-check.
+    action = tal::WideToUtf8(webrequest::FindPOSTValue(form, L"Action").value_or(L""));
   } catch (const tal::exception::Exception&) {
     return RefuseBadRequest(httpStatus);
   }

@@ -22,7 +22,7 @@ bool CreateActionXML(const std::string& fileName, const std::string& text) noexc
     if (!IsPlainFileName(fileName)) return false;
     const std::string path = tal::JoinPath(exchange::ConfigurationDirectory(), fileName);
     tal::WriteTextFile(path, text);
-    platform::SetToDefaultOwnerGroupAndPermissions(path);
+    static_cast<void>(platform::SetToDefaultOwnerGroupAndPermissions(path));  // logged there, not returned
     return true;
   } catch (const std::exception&) {
     return false;

@@ -10,6 +10,6 @@ namespace kx::actions {
 // the default owner, group and mode (a failure there is logged, not returned).
 // False when the name is not a plain file name or the file cannot be written;
 // never throws.
-bool CreateActionXML(const std::string& fileName, const std::string& text) noexcept;
+[[nodiscard]] bool CreateActionXML(const std::string& fileName, const std::string& text) noexcept;
 
 }  // namespace kx::actions

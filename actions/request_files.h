@@ -17,15 +17,15 @@
 namespace kx::actions {
 
 // "PostAction": Retval, Options, WebMethod, Action.
-int32_t CreatePostActionIni(const std::string& path, const std::string& webMethod, const std::string& action,
-                            uint32_t options, int32_t retval);
+[[nodiscard]] int32_t CreatePostActionIni(const std::string& path, const std::string& webMethod,
+                                          const std::string& action, uint32_t options, int32_t retval);
 // "GetImage": Options, ImagePath, BlackListPath.
-int32_t CreateGetImageIni(const std::string& path, uint32_t options, const std::string& imagePath,
-                          const std::string& blackListPath);
+[[nodiscard]] int32_t CreateGetImageIni(const std::string& path, uint32_t options, const std::string& imagePath,
+                                        const std::string& blackListPath);
 // "SetImage": Options, Timeout (ms), LocalPath, BlackListPath.
-int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t options, const std::string& localPath,
-                          const std::string& blackListPath);
+[[nodiscard]] int32_t CreateSetImageIni(const std::string& path, uint32_t timeout, uint32_t options,
+                                        const std::string& localPath, const std::string& blackListPath);
 // "Format": Options, Timeout (ms).
-int32_t CreateFormatIni(const std::string& path, uint32_t timeout, uint32_t options);
+[[nodiscard]] int32_t CreateFormatIni(const std::string& path, uint32_t timeout, uint32_t options);
 
 }  // namespace kx::actions

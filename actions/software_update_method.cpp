@@ -47,9 +47,9 @@ void RefuseInSafeModeSoftware(const std::string& actionId) {
       exchange::LastActionLine(actionId, "SoftwareUpdate", exchange::kResultSafeModeInstalled, Services().clock.Now());
   {
     tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
-    CreateActionXML(exchange::kLastActionFileName, line);
+    if (!CreateActionXML(exchange::kLastActionFileName, line)) KX_LOG(kError2, "Could not write lastAction.xml");
   }
-  static_cast<void>(Services().actionLock.Release(actionId));
+  static_cast<void>(Services().actionLock.Release(actionId));  // the refusal is the answer, whatever this gives
 }
 
 // Where the catalogue comes from: the one uploaded file, or the body itself.

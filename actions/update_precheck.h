@@ -12,6 +12,6 @@ namespace kx::actions {
 // the package system the update is refused with 0x800407C9 (0x80041CF3 when
 // `action` is empty); in every other case, a failed query or no stack included,
 // the result is 0.
-int32_t SoftwareUpdatePreCheck(const std::string& action);
+[[nodiscard]] int32_t SoftwareUpdatePreCheck(const std::string& action);
 
 }  // namespace kx::actions

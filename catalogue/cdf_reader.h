@@ -50,7 +50,7 @@ bool IsSupportedCdfVersion(std::string_view version);
 // document held no package, stack or section, and -11 when its CDF version is not
 // below 8.0; the lists are filled even then, and the caller discards them. Text
 // after a NUL character is not read. Never throws for malformed text.
-int ReadCdfDocument(std::string_view text, PackageList& packages, StackList& stacks, SectionList& sections,
-                    DynamicAddonList& dynamicAddons);
+[[nodiscard]] int ReadCdfDocument(std::string_view text, PackageList& packages, StackList& stacks,
+                                  SectionList& sections, DynamicAddonList& dynamicAddons);
 
 }  // namespace kx::catalogue

@@ -19,7 +19,7 @@ std::string CdfDocumentVersion(const std::vector<const Package*>& packages);
 // an absolute FILENAME as it is): when one is missing nothing is created.
 // Returns 0, or -8 for a missing file, a file that cannot be opened, a short
 // write or a failed close.
-int WriteCdfDocument(const std::string& path, const std::vector<const Package*>& packages,
-                     const cdf::PackageWriteOptions& options = {});
+[[nodiscard]] int WriteCdfDocument(const std::string& path, const std::vector<const Package*>& packages,
+                                   const cdf::PackageWriteOptions& options = {});
 
 }  // namespace kx::catalogue

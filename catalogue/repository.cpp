@@ -64,7 +64,7 @@ int Repository::LoadOneDocument(const std::string& path) {
       loaded_ = false;
       return result;
     }
-    FinishLoad();
+    static_cast<void>(FinishLoad());  // the load's own status is the answer
     return result;
   } catch (const tal::exception::Exception&) {
     loaded_ = false;
@@ -100,7 +100,7 @@ int Repository::LoadDirectory(const std::string& directory, bool skipPostProcess
   } catch (const tal::exception::Exception&) {
     return status::kIoFailure;
   }
-  for (const std::string& file : files) LoadFile(file);  // a bad file only contributes nothing
+  for (const std::string& file : files) static_cast<void>(LoadFile(file));  // a bad file only contributes nothing
   if (!skipPostProcessing) {
     JoinDynamicAddons();
     ExtendVisibilityTable(visibility_, packages_);

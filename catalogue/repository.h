@@ -58,27 +58,27 @@ class Repository {
   // the legacy packages. 0; -17 when the directory does not exist; -8 when it
   // cannot be listed or a foundation exception occurs (the loaded flag is then
   // cleared). A bad file is skipped silently.
-  int Load();
+  [[nodiscard]] int Load();
 
   // Load() for one document in place of the directory, without legacy packages:
   // for the installed configuration ("config.cdf"). Returns LoadFile's status;
   // a negative one clears the loaded flag. From then on the queries reload this
   // document, not the directory, when the repository is not loaded.
-  int LoadOneDocument(const std::string& path);
+  [[nodiscard]] int LoadOneDocument(const std::string& path);
 
   // Appends the "*.cdf" files of `directory`; unless `skipPostProcessing`, then
   // joins add-ons and extends the visibility table. -1 for an empty path, -8
   // when the directory cannot be listed, else 0 whatever the files held.
-  int LoadDirectory(const std::string& directory, bool skipPostProcessing);
+  [[nodiscard]] int LoadDirectory(const std::string& directory, bool skipPostProcessing);
   // The subdirectory "User Components", without post-processing.
-  int LoadUserComponents();
+  [[nodiscard]] int LoadUserComponents();
   // -1 for an empty path; -8 when the file cannot be read or the path has no
   // directory part; else LoadText's status.
-  int LoadFile(const std::string& path);
+  [[nodiscard]] int LoadFile(const std::string& path);
   // Reads the document and, on status 0, appends its entries, giving each package
   // `directory` as sourcePath and `path` as cdfFile. No duplicate check: equal
   // NAME and VERSION from two files give two entries. Returns 0, 1 or -11.
-  int LoadText(std::string_view text, const std::string& directory, const std::string& path);
+  [[nodiscard]] int LoadText(std::string_view text, const std::string& directory, const std::string& path);
 
   // The visibility table's entry for the name, or `fallback` when it has none.
   ComponentType Visibility(std::string_view name, ComponentType fallback) const;
@@ -106,9 +106,9 @@ class Repository {
 
  private:
   void StartLoad();
-  int FinishLoad();
+  [[nodiscard]] int FinishLoad();
   void JoinDynamicAddons();
-  int EnsureLoaded();
+  [[nodiscard]] int EnsureLoaded();
 
   std::string directory_;
   std::string documentPath_;  // set by LoadOneDocument

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "daemon/status_log.h"
 #include "exchange/paths.h"
 #include "ini/ini_document.h"
 #include "kx/tal/path.h"
@@ -11,7 +12,7 @@ namespace kx::daemon {
 DaemonSettings LoadDaemonSettings() {
   ini::Document document;
   const std::string path = tal::JoinPath(exchange::ConfigurationDirectory(), kSettingsFileName);
-  if (tal::PathExists(path)) document.Load(path);
+  if (tal::PathExists(path) && document.Load(path) < 0) ReportError("cannot read " + path + ": the defaults apply");
 
   std::string repository = kDefaultRepository;
   document.GetText("Repository", "Directory", repository);

@@ -26,7 +26,7 @@ std::string Shortened(const std::string& text) {
 // The state files go to the default owner, group and mode, as the plug-in's do.
 void WriteStateFile(const std::string& path, const std::string& text) {
   ReplaceFileWithText(path, text, FileAttributes{0664});
-  platform::SetToDefaultOwnerGroupAndPermissions(path);
+  static_cast<void>(platform::SetToDefaultOwnerGroupAndPermissions(path));  // logged there; the file stays readable
 }
 
 }  // namespace

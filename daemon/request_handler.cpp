@@ -86,7 +86,9 @@ void RequestHandler::RecoverInterruptedWork() {
     ReportError(std::string("cannot roll back the interrupted change: ") + error.what());
   }
   if (!directory.empty() && tal::PathExists(UpdateScratchDirectory(directory))) {
-    platform::RemoveDirHierarchy(UpdateScratchDirectory(directory));
+    if (platform::RemoveDirHierarchy(UpdateScratchDirectory(directory)) != 0) {
+      ReportError("cannot remove the scratch files of the interrupted update");
+    }
   }
 }
 

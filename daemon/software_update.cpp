@@ -173,7 +173,9 @@ int32_t RunSoftwareUpdate(const std::string& actionDirectory, ProgressReporter& 
     ReportError(std::string("update failed, nothing changed: ") + error.what());
     result = exchange::kResultFail;
   }
-  if (tal::PathExists(scratch)) platform::RemoveDirHierarchy(scratch);
+  if (tal::PathExists(scratch) && platform::RemoveDirHierarchy(scratch) != 0) {
+    ReportError("cannot remove the update's scratch files in " + scratch);
+  }
   return result;
 }
 

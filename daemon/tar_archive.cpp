@@ -45,7 +45,8 @@ void RunTar(const std::string& archive, const std::string& directory) {
 }  // namespace
 
 std::vector<ArchiveEntry> UnpackArchive(const std::string& archive, const std::string& directory) {
-  if (tal::PathExists(directory)) platform::RemoveDirHierarchy(directory);
+  // What cannot be removed makes the unpacking below fail, with its reason.
+  if (tal::PathExists(directory)) static_cast<void>(platform::RemoveDirHierarchy(directory));
   tal::CreateDirectories(directory, 0700);
   RunTar(archive, directory);
 

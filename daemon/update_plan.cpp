@@ -64,8 +64,9 @@ UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const Dae
     throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf names no package");
   }
 
-  actionPackages_.LoadDirectory(actionDirectory, true);
-  if (tal::IsDirectory(settings.repositoryDirectory)) repository_.Load();
+  // Packages these catalogues cannot give are refused by name when they are looked for.
+  static_cast<void>(actionPackages_.LoadDirectory(actionDirectory, true));
+  if (tal::IsDirectory(settings.repositoryDirectory)) static_cast<void>(repository_.Load());
 }
 
 const Package* UpdateCatalogues::FindDefinition(const Package& wanted) const {

@@ -179,8 +179,9 @@ int mDnsRegisterService(const char* serviceType, const StopSignal* stop) {
   KX_LOG(kEntry, "mDnsRegisterService()");
   std::string targetClass;
   uint32_t targetId = 0;
-  kx_targetcfg_system_GetTargetClass(targetClass);
-  targetcfgGetTargetID(targetId);
+  // A value that cannot be read stays empty or 0 in the record.
+  static_cast<void>(kx_targetcfg_system_GetTargetClass(targetClass));
+  static_cast<void>(targetcfgGetTargetID(targetId));
 
   discovery::WebServerLocation server;
   if (!LocateSystemWebServer(discovery::WebServerLocator(), kLocatorSchedule, stop, server)) {
@@ -194,7 +195,7 @@ int mDnsRegisterService(const char* serviceType, const StopSignal* stop) {
   if (!BuildTxtList(ServiceTxtPairs(targetClass, targetId, server.scheme), txt)) return 0;
 
   std::string name;
-  kx_targetcfg_system_GetHostName(name);
+  static_cast<void>(kx_targetcfg_system_GetHostName(name));  // a failure leaves it empty
   KX_LOG(kInfo, "Setting instance name \"" + name + "\", type \"" + serviceType + "\"");
 
   if (!Register(name, serviceType, server.port, std::move(txt))) return 0;

@@ -8,6 +8,8 @@
 namespace kx::exchange {
 
 constexpr int32_t kResultOk = 0;
+// The action lock is held by the asking action already.
+constexpr int32_t kResultAlreadyHeld = 1;
 constexpr int32_t kResultNotImplemented = static_cast<int32_t>(0x80004001u);
 // Action not allowed, or an unspecified failure.
 constexpr int32_t kResultFail = static_cast<int32_t>(0x80004005u);

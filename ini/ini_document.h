@@ -65,24 +65,24 @@ class Document {
   // kErrorInvalid for a name or quote the file could not carry, or
   // kErrorNoMemory. `quote` is 0 (written without quotes), '"' or '\''. A text
   // value ends at its first NUL, as C text would.
-  int SetText(std::string_view section, std::string_view key, std::string_view value, char quote = 0);
-  int SetInt32(std::string_view section, std::string_view key, int32_t value);
-  int SetUInt32(std::string_view section, std::string_view key, uint32_t value);
+  [[nodiscard]] int SetText(std::string_view section, std::string_view key, std::string_view value, char quote = 0);
+  [[nodiscard]] int SetInt32(std::string_view section, std::string_view key, int32_t value);
+  [[nodiscard]] int SetUInt32(std::string_view section, std::string_view key, uint32_t value);
 
   // Appends a comment line (starting with ';' or '#') to a key, or to the
   // section itself when `key` is empty. Comments are written with kOptionComments.
-  int AddComment(std::string_view section, std::string_view key, std::string_view line);
+  [[nodiscard]] int AddComment(std::string_view section, std::string_view key, std::string_view line);
 
   // Replaces the sections with those read from the file at `path` (see ini_file.cpp).
-  int Load(const std::string& path);
+  [[nodiscard]] int Load(const std::string& path);
   // Writes the document to `path`, through a temporary file with kOptionSafeSave.
-  int Save(const std::string& path);
+  [[nodiscard]] int Save(const std::string& path);
   // Writes the document into an open file at its current position; with
   // length 0 the file is emptied first. Refused in safe-save mode.
-  int WriteToStream(std::FILE* stream, long length);
+  [[nodiscard]] int WriteToStream(std::FILE* stream, long length);
   // 1 when the recorded file's modification time differs from the stamp, 0 when
   // not, kErrorNoFileName or kErrorInvalid (file gone) otherwise.
-  int ChangedOnDisk() const;
+  [[nodiscard]] int ChangedOnDisk() const;
 
  private:
   friend class Parser;

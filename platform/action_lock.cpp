@@ -12,6 +12,7 @@
 #include "exchange/action_directory_name.h"
 #include "exchange/lock_record.h"
 #include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
@@ -27,11 +28,11 @@
 namespace kx::platform {
 namespace {
 
-constexpr int32_t kOk = 0;
-constexpr int32_t kAlreadyHeld = 1;
-constexpr int32_t kFail = static_cast<int32_t>(0x80004005u);
-constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057u);
-constexpr int32_t kNotLockHolder = static_cast<int32_t>(0x800407E2u);
+using exchange::kResultAlreadyHeld;
+using exchange::kResultFail;
+using exchange::kResultInvalidArgument;
+using exchange::kResultNotLockHolder;
+using exchange::kResultOk;
 
 constexpr mode_t kDirectoryMode = 0775;
 constexpr mode_t kFileMode = 0664;
@@ -92,7 +93,7 @@ void CreateLock(const std::string& actionId, const std::string& holder) {
 std::string ConvertCurrentActionFile(const std::string& currentPath) {
   const std::string current = tal::ReadWholeFile(currentPath);
   const std::string lastPath = exchange::LastActionFilePath();
-  tal::WriteTextFile(lastPath, exchange::LastActionLineOf(current, kFail, std::time(nullptr)));
+  tal::WriteTextFile(lastPath, exchange::LastActionLineOf(current, kResultFail, std::time(nullptr)));
   GiveToDefaultOwner(lastPath, kFileMode);
   if (::unlink(currentPath.c_str()) != 0) KX_THROW(tal::osdep::PosixError);
   return exchange::AttributeValue(current, "Id");
@@ -107,25 +108,25 @@ using namespace kx::platform;
 
 int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder, std::string& lockFilePath) {
   KX_LOG(kx::tal::logmask::kEntry, "ObtainActionLock()");
-  if (!kx::exchange::IsAcceptableActionId(actionId)) return kInvalidArgument;
+  if (!kx::exchange::IsAcceptableActionId(actionId)) return kResultInvalidArgument;
   try {
     ServiceLock serviceLock;
     if (IsHeldBy(actionId)) {
       lockFilePath = RecordPath(actionId);
-      return kAlreadyHeld;
+      return kResultAlreadyHeld;
     }
-    if (!ExchangeEntries().empty()) return kNotLockHolder;
+    if (!ExchangeEntries().empty()) return kResultNotLockHolder;
     try {
       CreateLock(actionId, customLockHolder);
     } catch (const kx::tal::exception::Exception&) {
-      RemoveDirHierarchy(ActionDirectory(actionId));
+      static_cast<void>(RemoveDirHierarchy(ActionDirectory(actionId)));  // what was made goes; the cause counts
       throw;
     }
     lockFilePath = RecordPath(actionId);
-    return kOk;
+    return kResultOk;
   } catch (const kx::tal::exception::Exception& error) {
     KX_LOG(kx::tal::logmask::kError2, std::string("ObtainActionLock failed: ") + error.what());
-    return kFail;
+    return kResultFail;
   }
 }
 
@@ -141,13 +142,13 @@ int32_t HasActionLock(const std::string& actionId) {
 
 int32_t RemoveActionLock(const std::string& actionId) {
   KX_LOG(kx::tal::logmask::kEntry, "RemoveActionLock()");
-  if (!kx::exchange::IsAcceptableActionId(actionId)) return kNotLockHolder;
+  if (!kx::exchange::IsAcceptableActionId(actionId)) return kResultNotLockHolder;
   try {
     ServiceLock serviceLock;
-    if (!IsHeldBy(actionId)) return kNotLockHolder;
-    return RemoveDirHierarchy(ActionDirectory(actionId)) == 0 ? kOk : kFail;
+    if (!IsHeldBy(actionId)) return kResultNotLockHolder;
+    return RemoveDirHierarchy(ActionDirectory(actionId)) == 0 ? kResultOk : kResultFail;
   } catch (const kx::tal::exception::Exception&) {
-    return kFail;
+    return kResultFail;
   }
 }
 
@@ -157,9 +158,9 @@ int32_t ForceRemoveActionLock() {
     ServiceLock serviceLock;
     bool removedAll = true;
     for (const std::string& entry : ExchangeEntries()) removedAll = RemoveDirHierarchy(entry) == 0 && removedAll;
-    return removedAll ? kOk : kFail;
+    return removedAll ? kResultOk : kResultFail;
   } catch (const kx::tal::exception::Exception&) {
-    return kFail;
+    return kResultFail;
   }
 }
 
@@ -170,13 +171,13 @@ int32_t ConvertCurrentActionProgress(std::string& lastActionId) {
     const std::string currentPath = kx::exchange::CurrentActionFilePath();
     if (kx::tal::PathExists(currentPath)) {
       lastActionId = ConvertCurrentActionFile(currentPath);
-      return kOk;
+      return kResultOk;
     }
     const std::vector<std::string> entries = ExchangeEntries();
-    if (entries.empty()) return kFail;
+    if (entries.empty()) return kResultFail;
     lastActionId = kx::tal::LastComponent(entries.front());
-    return kOk;
+    return kResultOk;
   } catch (const kx::tal::exception::Exception&) {
-    return kFail;
+    return kResultFail;
   }
 }

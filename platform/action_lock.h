@@ -23,18 +23,19 @@
 // 1 when this ID holds it already (the path is handed back too), 0x800407E2 when
 // another action holds it, 0x80070057 for an unacceptable ID, 0x80004005 when
 // the files cannot be made.
-int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder, std::string& lockFilePath);
+[[nodiscard]] int32_t ObtainActionLock(const std::string& actionId, const std::string& customLockHolder,
+                                       std::string& lockFilePath);
 
 // 1 when `actionId` holds the lock, else 0.
-int32_t HasActionLock(const std::string& actionId);
+[[nodiscard]] int32_t HasActionLock(const std::string& actionId);
 
 // Releases the lock of `actionId` and removes its directory: 0; 0x800407E2 when
 // that ID does not hold the lock, 0x80004005 when the directory cannot be removed.
-int32_t RemoveActionLock(const std::string& actionId);
+[[nodiscard]] int32_t RemoveActionLock(const std::string& actionId);
 
 // Removes every entry of the action exchange directory, whoever holds the lock.
 // 0, or 0x80004005 when something could not be removed.
-int32_t ForceRemoveActionLock();
+[[nodiscard]] int32_t ForceRemoveActionLock();
 
 // Turns an interrupted action into the last action. When "currentAction.xml"
 // exists: writes "lastAction.xml" as one <Last …/> line with its Id and
@@ -42,4 +43,4 @@ int32_t ForceRemoveActionLock();
 // and hands back the Id. Otherwise hands back the name of the entry left in the
 // action exchange directory. 0, or 0x80004005 when there was nothing to convert
 // or the files could not be written.
-int32_t ConvertCurrentActionProgress(std::string& lastActionId);
+[[nodiscard]] int32_t ConvertCurrentActionProgress(std::string& lastActionId);

@@ -152,13 +152,9 @@ int32_t SetToDefaultOwnerGroupAndPermissions(const std::string& path) {
   return 0;
 }
 
-bool GiveToDefaultOwner(const std::string& path, mode_t mode) {
-  bool done = SetOwnerAndGroup(path, kDefaultOwner, kDefaultGroup) == 0;
-  if (::chmod(path.c_str(), mode) != 0) {
-    KX_LOG(kError2, "Failed call to chmod for " + path);
-    done = false;
-  }
-  return done;
+void GiveToDefaultOwner(const std::string& path, mode_t mode) {
+  static_cast<void>(SetOwnerAndGroup(path, kDefaultOwner, kDefaultGroup));  // logs its failure
+  if (::chmod(path.c_str(), mode) != 0) KX_LOG(kError2, "Failed call to chmod for " + path);
 }
 
 int32_t SymbolicModeToMode(std::string_view text) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/file_finder.h"
@@ -16,15 +17,15 @@
 namespace kx::platform {
 namespace {
 
-constexpr int32_t kOk = 0;
-constexpr int32_t kFail = static_cast<int32_t>(0x80004005u);
+using exchange::kResultFail;
+using exchange::kResultOk;
 constexpr char kSection[] = "Target";
 constexpr char kLoopbackType[] = "772";  // ARPHRD_LOOPBACK in /sys/class/net/<if>/type
 
 // target.ini as loaded now; empty when the file is missing or unreadable.
 ini::Document LoadTargetIni() {
   ini::Document document;
-  document.Load(tal::JoinPath(exchange::ConfigurationDirectory(), "target.ini"));
+  static_cast<void>(document.Load(tal::JoinPath(exchange::ConfigurationDirectory(), "target.ini")));
   return document;
 }
 
@@ -104,36 +105,36 @@ int32_t GetSystemState(std::string& stateText, bool& flag) {
     stateText = "Running";
     flag = false;
   }
-  return kOk;
+  return kResultOk;
 }
 
 int32_t kx_targetcfg_system_GetHostName(std::string& hostName) {
   hostName = TextSetting("HostName", SystemHostName());
-  return hostName.empty() ? kFail : kOk;
+  return hostName.empty() ? kResultFail : kResultOk;
 }
 
 int32_t kx_targetcfg_system_GetTargetClass(std::string& targetClass) {
   targetClass = TextSetting("TargetClass", "Linux");
-  return kOk;
+  return kResultOk;
 }
 
 int32_t targetcfgGetTargetID(uint32_t& targetId) {
   const kx::ini::Document document = LoadTargetIni();
   if (document.FindKey(kSection, "TargetID") == nullptr) {
     targetId = 0;
-    return kOk;
+    return kResultOk;
   }
-  if (document.GetUInt32(kSection, "TargetID", targetId)) return kOk;
+  if (document.GetUInt32(kSection, "TargetID", targetId)) return kResultOk;
   KX_LOG(kx::tal::logmask::kError2, "target.ini: TargetID is not a number");
-  return kFail;
+  return kResultFail;
 }
 
 int32_t targetcfgGetDefaultMACAddress(MacAddress& mac) {
   std::string configured;
   if (LoadTargetIni().GetText(kSection, "MACAddress", configured)) {
-    if (ParseMac(configured, mac)) return kOk;
+    if (ParseMac(configured, mac)) return kResultOk;
     KX_LOG(kx::tal::logmask::kError2, "target.ini: MACAddress is malformed: " + configured);
-    return kFail;
+    return kResultFail;
   }
-  return FirstInterfaceMac(mac) ? kOk : kFail;
+  return FirstInterfaceMac(mac) ? kResultOk : kResultFail;
 }

@@ -17,10 +17,10 @@
 using MacAddress = std::array<uint8_t, 6>;
 
 // "Safe Mode", "Install Mode" or "Running"; the flag is true in the first two.
-int32_t GetSystemState(std::string& stateText, bool& flag);
+[[nodiscard]] int32_t GetSystemState(std::string& stateText, bool& flag);
 
-int32_t kx_targetcfg_system_GetHostName(std::string& hostName);
-int32_t kx_targetcfg_system_GetTargetClass(std::string& targetClass);
-int32_t targetcfgGetTargetID(uint32_t& targetId);
+[[nodiscard]] int32_t kx_targetcfg_system_GetHostName(std::string& hostName);
+[[nodiscard]] int32_t kx_targetcfg_system_GetTargetClass(std::string& targetClass);
+[[nodiscard]] int32_t targetcfgGetTargetID(uint32_t& targetId);
 // Fails when target.ini holds a malformed address or no interface has one.
-int32_t targetcfgGetDefaultMACAddress(MacAddress& mac);
+[[nodiscard]] int32_t targetcfgGetDefaultMACAddress(MacAddress& mac);

@@ -7,6 +7,7 @@
 #include "actions/progress_state.h"
 #include "exchange/ipc_names.h"
 #include "exchange/paths.h"
+#include "exchange/result_codes.h"
 #include "ini/ini_document.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
@@ -45,7 +46,7 @@ void ReadSetting(const ini::Document& settings, const char* key, int32_t& value)
 
 LogSettings ReadDiagnosticSettings() {
   ini::Document settings;
-  settings.Load(tal::RootedPath("/etc/brenmar/share/swdiag.ini"));  // missing file: defaults
+  static_cast<void>(settings.Load(tal::RootedPath("/etc/brenmar/share/swdiag.ini")));  // missing file: defaults
   LogSettings log;
   ReadSetting(settings, "Severity", log.mask);
   ReadSetting(settings, "Target", log.targets);
@@ -83,9 +84,9 @@ void CreateProgressRegion(PluginContext& context) {
 void ConvertLeftoverAction() {
   if (exchange::IsSafeMode() || exchange::CurrentActionDirectory().empty()) return;
   std::string lastActionId;
-  ConvertCurrentActionProgress(lastActionId);
+  if (ConvertCurrentActionProgress(lastActionId) < 0) KX_LOG(kError2, "Could not convert the leftover action");
   KX_LOG(kInfo, "Converted Current Action to Last. Last Action was " + lastActionId);
-  ForceRemoveActionLock();
+  if (ForceRemoveActionLock() < 0) KX_LOG(kError2, "Could not remove the leftover action's lock");
 }
 
 void DeleteInstallationStatusLog() {
@@ -121,7 +122,7 @@ int32_t Dispatch(webruntime::WebRequest* request, uint32_t handle, bool& restart
   if (handler == nullptr) {
     webrequest::ResponseError(handle, 501, "Unimplemented");
     KX_LOG(kError2, "Given: " + key + " which is not an implemented function.");
-    return static_cast<int32_t>(0x80004005u);
+    return exchange::kResultFail;
   }
   const int32_t result = handler(form, handle, output, httpStatus, restart);
   if (result >= 0) {
@@ -178,7 +179,7 @@ void PluginRun(webruntime::WebRequest* request, uint32_t handle) {
     if (gContext != nullptr) ReapAnnouncerIfFinished(*gContext);
   }
 
-  int32_t result = static_cast<int32_t>(0x80004005u);
+  int32_t result = exchange::kResultFail;
   bool restart = false;
   try {
     result = Dispatch(request, handle, restart);

@@ -27,16 +27,19 @@ std::wstring GetPostData(uint32_t request) {
   return tal::Utf8ToWide(std::string_view(block.get(), size <= needed ? size : needed));
 }
 
-void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, std::wstring& value) {
+std::optional<std::wstring> FindPOSTValue(const KeyValuePairList& form, const std::wstring& name) {
   KX_LOG(kEntry, "GetPOSTValue()");
   const std::string narrowName = tal::WideToUtf8(name);
   for (const KeyValuePair* pair = KeyValuePairList_GetFirst(&form); pair != nullptr; pair = pair->next) {
-    if (narrowName == pair->name) {
-      value = tal::Utf8ToWide(pair->value);
-      return;
-    }
+    if (narrowName == pair->name) return tal::Utf8ToWide(pair->value);
   }
-  throw tal::exception::InvalidArgument();
+  return std::nullopt;
+}
+
+void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, std::wstring& value) {
+  std::optional<std::wstring> found = FindPOSTValue(form, name);
+  if (!found) throw tal::exception::InvalidArgument();
+  value = std::move(*found);
 }
 
 void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, int32_t& value) {

@@ -4,6 +4,7 @@
 // a Result attribute.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/webruntime/web_runtime.h"
@@ -24,6 +25,8 @@ std::wstring GetPostData(uint32_t request);
 // throws InvalidArgument (no location); the integer variants throw
 // UnableToConvert for text that is not a base-10 number of their range.
 void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, std::wstring& value);
+// The same for an optional field: nothing when it is absent.
+std::optional<std::wstring> FindPOSTValue(const KeyValuePairList& form, const std::wstring& name);
 void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, int32_t& value);
 void GetPOSTValue(const KeyValuePairList& form, const std::wstring& name, uint32_t& value);
 

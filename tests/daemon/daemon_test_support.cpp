@@ -70,8 +70,8 @@ int KillAtEveryStep(const ScratchRoot& root, int maxSteps, const std::function<v
     }
     if (step % 2 == 0) {  // the roll-back must not need the action
       std::string lastId;
-      ConvertCurrentActionProgress(lastId);
-      ForceRemoveActionLock();
+      EXPECT_EQ(ConvertCurrentActionProgress(lastId), 0);
+      EXPECT_EQ(ForceRemoveActionLock(), 0);
     }
     if (!RunDaemonOnce(root)) {
       ADD_FAILURE() << "no restart after step " << step;

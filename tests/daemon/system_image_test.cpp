@@ -161,7 +161,7 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
 
   // An image that is not in the action exchange directory is not even opened.
   const std::string directory = kx::test::TakeActionLock("H2");
-  kx::actions::CreateSetImageIni(directory + "/setimage.ini", 0, 0, "/opt/keep", "");
+  ASSERT_EQ(kx::actions::CreateSetImageIni(directory + "/setimage.ini", 0, 0, "/opt/keep", ""), 0);
   ASSERT_TRUE(kx::test::RunDaemonOnce(root));
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"-2147024809\"")) << LastAction(root);
   ASSERT_EQ(ForceRemoveActionLock(), 0);
