@@ -14,6 +14,8 @@ namespace {
 
 using catalogue::Package;
 
+const std::string kCatalogue = exchange::kInstallCatalogueName;
+
 bool SamePackage(const Package& a, const Package& b) {
   return catalogue::NamesEqual(a.name, b.name) && catalogue::VersionPartsEqual(a.version, b.version);
 }
@@ -50,18 +52,18 @@ UpdateCatalogues::UpdateCatalogues(const std::string& actionDirectory, const Dae
   try {
     text = tal::ReadWholeFile(installCdf_);
   } catch (const std::exception& error) {
-    throw UpdateRefused(exchange::kResultInvalidArgument, "cannot read install.cdf: " + std::string(error.what()));
+    throw UpdateRefused(exchange::kResultInvalidArgument, "cannot read " + kCatalogue + ": " + error.what());
   }
   catalogue::StackList stacks;
   catalogue::SectionList sections;
   catalogue::DynamicAddonList addons;
   const int status = catalogue::ReadCdfDocument(text, wanted_, stacks, sections, addons);
   if (status == catalogue::status::kUnsupportedCdfVersion) {
-    throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf: CDF version 8.0 or later is not supported");
+    throw UpdateRefused(exchange::kResultInvalidArgument, kCatalogue + ": CDF version 8.0 or later is not supported");
   }
   if (wanted_.empty()) {
     // An update that removes everything is far more likely a mistake than a wish.
-    throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf names no package");
+    throw UpdateRefused(exchange::kResultInvalidArgument, kCatalogue + " names no package");
   }
 
   // Packages these catalogues cannot give are refused by name when they are looked for.
@@ -80,7 +82,7 @@ UpdatePlan UpdateCatalogues::Plan() const {
     const Package& wanted = *wanted_[i];
     for (size_t j = 0; j < i; ++j) {
       if (catalogue::NamesEqual(wanted_[j]->name, wanted.name)) {
-        throw UpdateRefused(exchange::kResultInvalidArgument, "install.cdf names " + wanted.name + " twice");
+        throw UpdateRefused(exchange::kResultInvalidArgument, kCatalogue + " names " + wanted.name + " twice");
       }
     }
     const Package* installed = installed_.FindPackage(wanted.name);
