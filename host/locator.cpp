@@ -8,8 +8,8 @@
 
 namespace kx::webhost {
 
-Locator::Locator(uint16_t locatorPort, uint16_t webServerPort)
-    : locatorPort_(locatorPort), answer_("port=" + std::to_string(webServerPort) + "\nscheme=http\n") {}
+Locator::Locator(uint16_t locatorPort, uint16_t webServerPort, const std::string& scheme)
+    : locatorPort_(locatorPort), answer_("port=" + std::to_string(webServerPort) + "\nscheme=" + scheme + "\n") {}
 
 void Locator::Start() {
   const ListenAddress address = ResolveListenAddress("127.0.0.1", locatorPort_);

@@ -1,7 +1,7 @@
 #pragma once
 // The local web-server locator: tells local clients (the mDNS announcer) on
 // which port and with which scheme the web server answers.
-//   GET /locator/SystemWebServer  ->  "port=<port>\nscheme=http\n"
+//   GET /locator/SystemWebServer  ->  "port=<port>\nscheme=<http or https>\n"
 // It listens on the loopback address only.
 
 #include <microhttpd.h>
@@ -13,7 +13,7 @@ namespace kx::webhost {
 
 class Locator {
  public:
-  Locator(uint16_t locatorPort, uint16_t webServerPort);
+  Locator(uint16_t locatorPort, uint16_t webServerPort, const std::string& scheme);
   ~Locator() { Stop(); }
   Locator(const Locator&) = delete;
   Locator& operator=(const Locator&) = delete;

@@ -1,13 +1,20 @@
-// kx-webhost: serves the software-installation plug-in over HTTP.
+// kx-webhost: serves the software-installation plug-in over HTTP or HTTPS.
 //
-// Start-up: options, system root, plug-in loaded, listening, orlaInit, then
-// "listening on http://HOST:PORT" on stdout. SIGINT or SIGTERM: no new
+// Start-up: options, system root, plug-in loaded, TLS credentials, listening,
+// orlaInit, then "listening on http(s)://HOST:PORT" on stdout (and, for HTTPS,
+// the certificate's fingerprint). SIGINT or SIGTERM: no new
 // requests, those running finish, orlaFinalize, exit 0.
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,8 +23,10 @@
 #include "host/options.h"
 #include "host/plugin_library.h"
 #include "host/shutdown_signal.h"
+#include "host/tls_credentials.h"
 #include "host/upload_store.h"
 #include "host/web_server.h"
+#include "kx/tal/path.h"
 
 namespace {
 
@@ -32,6 +41,45 @@ void SetSystemRoot(const std::string& root) {
   std::free(absolute);
 }
 
+// Addresses a self-signed certificate names: the one listened on, or for a
+// wildcard every address of the machine's interfaces.
+std::vector<std::string> CertificateAddresses(const std::string& listenHost) {
+  if (listenHost != "0.0.0.0" && listenHost != "::") return {listenHost};
+  std::vector<std::string> addresses;
+  ifaddrs* interfaces = nullptr;
+  if (::getifaddrs(&interfaces) != 0) return addresses;
+  for (const ifaddrs* entry = interfaces; entry != nullptr; entry = entry->ifa_next) {
+    if (entry->ifa_addr == nullptr) continue;
+    const int family = entry->ifa_addr->sa_family;
+    if (family != AF_INET && family != AF_INET6) continue;
+    char text[INET6_ADDRSTRLEN] = {};
+    const void* bytes = family == AF_INET
+                            ? static_cast<const void*>(&reinterpret_cast<sockaddr_in*>(entry->ifa_addr)->sin_addr)
+                            : &reinterpret_cast<sockaddr_in6*>(entry->ifa_addr)->sin6_addr;
+    if (::inet_ntop(family, bytes, text, sizeof text) != nullptr) addresses.emplace_back(text);
+  }
+  ::freeifaddrs(interfaces);
+  return addresses;
+}
+
+std::string HostName() {
+  char name[256] = {};
+  return ::gethostname(name, sizeof name - 1) == 0 && name[0] != '\0' ? name : "kx-controller";
+}
+
+// HTTPS with the given files; plain HTTP on loopback or when asked; otherwise
+// HTTPS with the self-signed certificate made on the first start.
+std::optional<TlsCredentials> ChooseTls(const HostOptions& options) {
+  if (!options.tlsCertificate.empty()) return LoadCredentials(options.tlsCertificate, options.tlsKey);
+  if (options.noTls || IsLocalOnlyAddress(options.listenHost)) return std::nullopt;
+  const std::string directory = kx::tal::RootedPath("/etc/brenmar/share/tls");
+  bool created = false;
+  TlsCredentials credentials =
+      LoadOrCreateSelfSigned(directory, HostName(), CertificateAddresses(options.listenHost), created);
+  if (created) std::cout << "kx-webhost: created a self-signed certificate in " << directory << std::endl;
+  return credentials;
+}
+
 int Serve(const HostOptions& options) {
   InstallShutdownHandlers();
   if (!options.root.empty()) SetSystemRoot(options.root);
@@ -39,18 +87,21 @@ int Serve(const HostOptions& options) {
   const PluginLibrary plugin = options.baseline ? PluginLibrary::Baseline() : PluginLibrary::Load(pluginPath);
   RemoveLeftoverUploads();
 
+  const std::optional<TlsCredentials> tls = ChooseTls(options);
+  const std::string scheme = tls ? "https" : "http";
   WebServer server(options, plugin);
-  server.Start();
+  server.Start(tls ? &*tls : nullptr);
   std::unique_ptr<Locator> locator;
   if (options.locatorPort != 0) {
-    locator = std::make_unique<Locator>(options.locatorPort, server.Port());
+    locator = std::make_unique<Locator>(options.locatorPort, server.Port(), scheme);
     locator->Start();
   }
   plugin.Init();
   server.SetReady(true);
   const bool ipv6 = options.listenHost.find(':') != std::string::npos;
-  std::cout << "kx-webhost: listening on http://" << (ipv6 ? "[" + options.listenHost + "]" : options.listenHost) << ":"
-            << server.Port() << std::endl;
+  std::cout << "kx-webhost: listening on " << scheme << "://"
+            << (ipv6 ? "[" + options.listenHost + "]" : options.listenHost) << ":" << server.Port() << std::endl;
+  if (tls) std::cout << "kx-webhost: certificate SHA-256 fingerprint " << tls->fingerprint << std::endl;
   if (options.baseline)
     std::cout << "kx-webhost: baseline: no plug-in, every web method answers a fixed document" << std::endl;
 

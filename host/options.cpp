@@ -6,7 +6,8 @@ namespace kx::webhost {
 
 const char kUsage[] =
     "usage: kx-webhost [--listen HOST:PORT] [--root DIR] [--plugin PATH] [--threads N]\n"
-    "                  [--max-body BYTES] [--max-text-body BYTES] [--locator-port PORT] [--baseline]\n";
+    "                  [--max-body BYTES] [--max-text-body BYTES] [--locator-port PORT] [--baseline]\n"
+    "                  [--tls-cert FILE --tls-key FILE | --no-tls]\n";
 
 namespace {
 
@@ -42,8 +43,8 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
   HostOptions options;
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& option = arguments[i];
-    if (option == "--baseline") {
-      options.baseline = true;
+    if (option == "--baseline" || option == "--no-tls") {
+      (option == "--baseline" ? options.baseline : options.noTls) = true;
       continue;
     }
     if (i + 1 >= arguments.size()) throw UsageError(option + ": unknown option or missing value");
@@ -64,10 +65,17 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
       options.maxTextBody = ParseNumber(option, value, 0, std::numeric_limits<uint32_t>::max());
     } else if (option == "--locator-port") {
       options.locatorPort = ParsePort(option, value);
+    } else if (option == "--tls-cert" || option == "--tls-key") {
+      if (value.empty()) throw UsageError(option + ": empty file name");
+      (option == "--tls-cert" ? options.tlsCertificate : options.tlsKey) = value;
     } else {
       throw UsageError(option + ": unknown option");
     }
   }
+  if (options.tlsCertificate.empty() != options.tlsKey.empty()) {
+    throw UsageError("--tls-cert and --tls-key go together");
+  }
+  if (options.noTls && !options.tlsCertificate.empty()) throw UsageError("--no-tls with --tls-cert");
   return options;
 }
 

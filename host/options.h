@@ -18,6 +18,9 @@ struct HostOptions {
   uint64_t maxTextBody = 16ull << 20;  // the part of a body held in memory (all but file uploads)
   uint16_t locatorPort = 3580;         // 0: no locator
   bool baseline = false;               // answer with a fixed document instead of the plug-in
+  std::string tlsCertificate;          // with tlsKey: serve HTTPS with these PEM files
+  std::string tlsKey;
+  bool noTls = false;  // plain HTTP even on an address other than loopback
 };
 
 struct UsageError : std::runtime_error {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "host/exchange_file.h"
 #include "host/host_request.h"
@@ -19,6 +20,8 @@ namespace {
 
 constexpr char kPathPrefix[] = "/swinstall/";
 constexpr unsigned kIdleTimeoutSeconds = 60;
+// GnuTLS priorities: its defaults, but TLS 1.2 and 1.3 only.
+constexpr char kTlsPriorities[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
 // Every one-segment name under kPathPrefix (decoded, whatever it holds) is the
 // plug-in's to answer, an unknown one with 501; deeper paths are the host's own.
@@ -81,17 +84,26 @@ void LogServerMessage(void*, const char* format, va_list arguments) {
 
 WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin) : options_(options), plugin_(plugin) {}
 
-void WebServer::Start() {
+void WebServer::Start(const TlsCredentials* tls) {
   const ListenAddress address = ResolveListenAddress(options_.listenHost, options_.listenPort);
   // poll, not epoll: with epoll this libmicrohttpd (0.9.75) leaves a connection
   // whose query arguments overflow its memory pool hanging until the idle
   // time-out; with poll it is closed at once. Throughput is the same.
   unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG;
   if (address.ipv6) flags |= MHD_USE_IPv6;
-  daemon_ = MHD_start_daemon(
-      flags, 0, nullptr, nullptr, &WebServer::Access, this, MHD_OPTION_EXTERNAL_LOGGER, &LogServerMessage, nullptr,
-      MHD_OPTION_SOCK_ADDR, address.Get(), MHD_OPTION_THREAD_POOL_SIZE, options_.threads, MHD_OPTION_NOTIFY_COMPLETED,
-      &WebServer::Completed, this, MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds, MHD_OPTION_END);
+  std::vector<MHD_OptionItem> tlsOptions;
+  if (tls != nullptr) {
+    flags |= MHD_USE_TLS;
+    tlsOptions = {{MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(tls->certificatePem.c_str())},
+                  {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(tls->keyPem.c_str())},
+                  {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsPriorities)}};
+  }
+  tlsOptions.push_back({MHD_OPTION_END, 0, nullptr});
+  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &WebServer::Access, this, MHD_OPTION_EXTERNAL_LOGGER,
+                             &LogServerMessage, nullptr, MHD_OPTION_SOCK_ADDR, address.Get(),
+                             MHD_OPTION_THREAD_POOL_SIZE, options_.threads, MHD_OPTION_NOTIFY_COMPLETED,
+                             &WebServer::Completed, this, MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds,
+                             MHD_OPTION_ARRAY, tlsOptions.data(), MHD_OPTION_END);
   if (daemon_ == nullptr) {
     throw std::runtime_error("cannot listen on " + options_.listenHost + ":" + std::to_string(options_.listenPort));
   }

@@ -11,6 +11,7 @@
 
 #include "host/options.h"
 #include "host/plugin_library.h"
+#include "host/tls_credentials.h"
 
 namespace kx::webhost {
 
@@ -21,8 +22,9 @@ class WebServer {
   WebServer(const WebServer&) = delete;
   WebServer& operator=(const WebServer&) = delete;
 
-  // Listens. Throws std::runtime_error (a busy port, an unknown host).
-  void Start();
+  // Listens, with HTTPS when credentials are given (TLS 1.2 and 1.3 only).
+  // Throws std::runtime_error (a busy port, an unknown host, unusable credentials).
+  void Start(const TlsCredentials* tls = nullptr);
   // The port listened on (the one taken when 0 was asked for).
   uint16_t Port() const;
   // Until ready, and again once stopping, requests get 503.

@@ -36,7 +36,7 @@ HttpAnswer Parse(const std::string& text) {
 
 }  // namespace
 
-int Connect(uint16_t port) {
+int Connect(uint16_t port, const char* host) {
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   timeval timeout{20, 0};
   ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
@@ -44,7 +44,7 @@ int Connect(uint16_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ::inet_pton(AF_INET, host, &address.sin_addr);
   if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     ::close(socket);
     throw std::runtime_error("cannot connect to port " + std::to_string(port));
@@ -52,8 +52,8 @@ int Connect(uint16_t port) {
   return socket;
 }
 
-HttpAnswer Exchange(uint16_t port, const std::string& request) {
-  const int socket = Connect(port);
+HttpAnswer Exchange(uint16_t port, const std::string& request, const char* host) {
+  const int socket = Connect(port, host);
   // The server may answer and close early (a body it refuses): stop sending then.
   for (size_t sent = 0; sent < request.size();) {
     const ssize_t n = ::send(socket, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);

@@ -15,9 +15,10 @@ struct HttpAnswer {
   std::string body;
 };
 
-// Sends `request` as it is on a new connection and reads until the server
-// closes it (requests carry "Connection: close"). Gives up after 20 seconds.
-HttpAnswer Exchange(uint16_t port, const std::string& request);
+// Sends `request` as it is on a new connection to `host` (an IPv4 address) and
+// reads until the server closes it (requests carry "Connection: close"). Gives
+// up after 20 seconds.
+HttpAnswer Exchange(uint16_t port, const std::string& request, const char* host = "127.0.0.1");
 
 // "GET <target>" or "POST <target>" with the body and its Content-Type.
 HttpAnswer Get(uint16_t port, const std::string& target);
@@ -32,7 +33,7 @@ struct FormPart {
 std::string MultipartBody(const std::vector<FormPart>& parts);
 extern const char kMultipartType[];
 
-// A connected socket to 127.0.0.1:port, for tests that send by hand.
-int Connect(uint16_t port);
+// A connected socket to host:port, for tests that send by hand.
+int Connect(uint16_t port, const char* host = "127.0.0.1");
 
 }  // namespace kx::test

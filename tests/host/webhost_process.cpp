@@ -77,12 +77,17 @@ WebhostProcess::WebhostProcess(const std::vector<std::string>& arguments)
         words.insert(words.end(), arguments.begin(), arguments.end());
         return words;
       }()) {
-  // "kx-webhost: listening on http://127.0.0.1:<port>"
-  const std::string line = ReadLine(20000).value_or("");
-  const size_t address = line.find("listening on http://");
-  const size_t colon = address == std::string::npos ? address : line.find(':', address + 20);
-  const long port = colon == std::string::npos ? 0 : std::strtol(line.c_str() + colon + 1, nullptr, 10);
+  // "kx-webhost: listening on http(s)://HOST:<port>", after what it says of a certificate it made.
+  std::string line;
+  for (int lines = 0; lines < 5 && line.find("listening on ") == std::string::npos; ++lines) {
+    line = ReadLine(20000).value_or("");
+  }
+  const size_t address = line.find("://");
+  const size_t colon = address == std::string::npos ? address : line.rfind(':');
+  const long port =
+      colon == std::string::npos || colon <= address ? 0 : std::strtol(line.c_str() + colon + 1, nullptr, 10);
   if (port <= 0 || port > 65535) throw std::runtime_error("kx-webhost did not start: \"" + line + "\"");
+  scheme_ = line.substr(line.find("listening on ") + 13, address - line.find("listening on ") - 13);
   port_ = static_cast<uint16_t>(port);
 }
 

@@ -38,9 +38,12 @@ class WebhostProcess : public ChildProcess {
   // throws when the host does not report its port.
   explicit WebhostProcess(const std::vector<std::string>& arguments);
   uint16_t Port() const { return port_; }
+  // "http" or "https", as the host reported.
+  const std::string& Scheme() const { return scheme_; }
 
  private:
   uint16_t port_ = 0;
+  std::string scheme_;
 };
 
 }  // namespace kx::test
