@@ -28,7 +28,7 @@ std::string WriteBlacklistFile(const std::string& fileName, const std::string& b
   std::string path = exchange::RequestFilePath(fileName);
   if (path.empty()) return path;
   // The listed paths are target paths sent by the host, never below a test's system root.
-  const std::string hostBase = exchange::IsSafeMode() ? std::string(exchange::kUserFileSystem) + "/" : "/";
+  const std::string hostBase = exchange::TargetPathInExchangeBase(exchange::IsSafeMode(), "");
   std::string text;
   for (const std::string& listed : SplitBlacklist(blacklist)) {
     text += ExchangeRelativePath(listed, hostBase) + "\n";

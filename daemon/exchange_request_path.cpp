@@ -26,8 +26,8 @@ std::string LocalExchangePath(const std::string& written) {
   }
   const std::string path = tal::CleanPath(written);
   const std::string directory = exchange::ActionExchangeDirectory();
-  const std::string runMode = std::string("/") + exchange::kExchangeDirectoryName;
-  const std::string safeMode = exchange::kUserFileSystem + runMode;
+  const std::string runMode = exchange::TargetPathInExchangeBase(false, exchange::kExchangeDirectoryName);
+  const std::string safeMode = exchange::TargetPathInExchangeBase(true, exchange::kExchangeDirectoryName);
   for (const std::string& prefix :
        {directory, tal::RootedPath(runMode), tal::RootedPath(safeMode), runMode, safeMode}) {
     if (path.size() > prefix.size() + 1 && path.compare(0, prefix.size() + 1, prefix + "/") == 0) {

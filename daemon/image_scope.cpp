@@ -27,10 +27,10 @@ std::string RelativeToRoot(const std::string& localPath) {
 ImageScope::ImageScope(const std::string& blacklistFile) {
   excluded_.insert(std::begin(kAlwaysExcluded), std::end(kAlwaysExcluded));
   // Both modes' action exchange and upload directories.
-  const std::string userFileSystem = std::string(exchange::kUserFileSystem + 1) + "/";
-  for (const std::string& base : {std::string(), userFileSystem}) {
-    for (const char* name : {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName})
-      excluded_.insert(base + name);
+  for (const bool safeMode : {false, true}) {
+    for (const char* name : {exchange::kExchangeDirectoryName, exchange::kUploadDirectoryName}) {
+      excluded_.insert(exchange::TargetPathInExchangeBase(safeMode, name).substr(1));  // relative to the root
+    }
   }
   for (const std::string& own :
        {DaemonTransactionPaths().directory, exchange::FailedInstallationMarkerPath(), exchange::CurrentActionFilePath(),

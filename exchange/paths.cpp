@@ -32,14 +32,13 @@ bool IsInstallMode() {
 
 std::string ConfigurationDirectory() { return tal::RootedPath("/etc/brenmar/share"); }
 
-std::string ExchangeBase(bool withTrailingSeparator) {
-  const std::string base = ExchangeBaseIn(IsSafeMode());
-  return withTrailingSeparator ? base + "/" : base;
+std::string TargetPathInExchangeBase(bool safeMode, std::string_view name) {
+  return (safeMode ? std::string(kUserFileSystem) + "/" : std::string("/")).append(name);
 }
 
-std::string ExchangeBaseIn(bool safeMode) {
-  std::string base = tal::RootedPath(safeMode ? std::string(kUserFileSystem) + "/" : "/");
-  base.pop_back();
+std::string ExchangeBase(bool withTrailingSeparator) {
+  std::string base = tal::RootedPath(TargetPathInExchangeBase(IsSafeMode(), ""));
+  if (!withTrailingSeparator) base.pop_back();
   return base;
 }
 

@@ -10,6 +10,7 @@
 //   system-state file          "<root>/tmp/kx_system_state"
 
 #include <string>
+#include <string_view>
 
 namespace kx::exchange {
 
@@ -30,11 +31,12 @@ constexpr char kUserFileSystem[] = "/mnt/userfs";
 constexpr char kExchangeDirectoryName[] = ".syscfg-action";
 constexpr char kUploadDirectoryName[] = ".kx-uploads";
 
+// `name` in the exchange base of either mode as the target names it, not below
+// the system root: "/<name>" in run mode, "/mnt/userfs/<name>" in safe mode.
+std::string TargetPathInExchangeBase(bool safeMode, std::string_view name);
 // The exchange base; with the flag its trailing separator is kept
 // ("<root>/mnt/userfs/" or "<root>/"). With root "/" in run mode the base is "".
 std::string ExchangeBase(bool withTrailingSeparator);
-// The exchange base of either mode, without trailing separator.
-std::string ExchangeBaseIn(bool safeMode);
 std::string ActionExchangeDirectory();
 std::string UploadDirectory();
 

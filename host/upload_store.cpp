@@ -42,7 +42,8 @@ void CreateDirectory(const std::string& path) {
 
 void RemoveLeftoverUploads() {
   for (const bool safeMode : {false, true}) {
-    const std::string directory = exchange::ExchangeBaseIn(safeMode) + "/" + exchange::kUploadDirectoryName;
+    const std::string directory =
+        tal::RootedPath(exchange::TargetPathInExchangeBase(safeMode, exchange::kUploadDirectoryName));
     DIR* listing = ::opendir(directory.c_str());
     if (listing == nullptr) continue;
     while (const dirent* entry = ::readdir(listing)) {

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
+
 namespace kx::tal::osdep {
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -68,10 +70,11 @@ std::optional<std::string> ReadSmallRegularFile(const std::string& path, size_t 
   const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK | (followLinks ? 0 : O_NOFOLLOW));
   struct stat info;
   if (!file.IsOpen() || ::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
-  // One byte more than allowed tells a longer file apart.
-  std::string content(maxBytes + 1, '\0');
+  if (static_cast<uint64_t>(info.st_size) > maxBytes) return std::nullopt;
+  // One byte more than the file's size tells apart a file that grew meanwhile.
+  std::string content(static_cast<size_t>(info.st_size) + 1, '\0');
   const ssize_t size = ReadUpTo(file.Get(), content.data(), content.size());
-  if (size < 0 || static_cast<size_t>(size) > maxBytes) return std::nullopt;
+  if (size < 0 || static_cast<size_t>(size) == content.size()) return std::nullopt;
   content.resize(static_cast<size_t>(size));
   return content;
 }
