@@ -50,23 +50,24 @@ tal::osdep::FileDescriptor OpenImage(const std::string& actionDirectory, uint64_
 
 }  // namespace
 
-MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath) {
+MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath, unsigned& status) {
   const std::optional<std::string> actionDirectory = ActionDirectoryOf(urlPath.substr(sizeof kExchangeFilePrefix - 1));
   uint64_t size = 0;
   tal::osdep::FileDescriptor image = actionDirectory ? OpenImage(*actionDirectory, size) : tal::osdep::FileDescriptor();
-  if (!image.IsOpen()) return QueueTextReply(connection, MHD_HTTP_NOT_FOUND, "no such file\n");
+  if (!image.IsOpen()) return QueueTextReply(connection, status = MHD_HTTP_NOT_FOUND, "no such file\n");
 
   const ByteRange range =
       ParseByteRange(MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_RANGE), size);
   if (range.kind == ByteRange::Kind::kUnsatisfiable) {
     const std::string contentRange = "bytes */" + std::to_string(size);
-    return QueueTextReply(connection, MHD_HTTP_RANGE_NOT_SATISFIABLE, "range not satisfiable\n",
+    return QueueTextReply(connection, status = MHD_HTTP_RANGE_NOT_SATISFIABLE, "range not satisfiable\n",
                           MHD_HTTP_HEADER_CONTENT_RANGE, contentRange.c_str());
   }
   const bool part = range.kind == ByteRange::Kind::kPart;
   const uint64_t first = part ? range.first : 0;
   const uint64_t length = part ? range.last - range.first + 1 : size;
   MHD_Response* response = MHD_create_response_from_fd_at_offset64(length, image.Get(), first);
+  status = MHD_HTTP_INTERNAL_SERVER_ERROR;
   if (response == nullptr) return MHD_NO;
   image.Release();  // the response closes it
   MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/gzip");
@@ -76,7 +77,8 @@ MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlP
         "bytes " + std::to_string(range.first) + "-" + std::to_string(range.last) + "/" + std::to_string(size);
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_RANGE, contentRange.c_str());
   }
-  const MHD_Result queued = MHD_queue_response(connection, part ? MHD_HTTP_PARTIAL_CONTENT : MHD_HTTP_OK, response);
+  status = part ? MHD_HTTP_PARTIAL_CONTENT : MHD_HTTP_OK;
+  const MHD_Result queued = MHD_queue_response(connection, status, response);
   MHD_destroy_response(response);
   return queued;
 }

@@ -17,7 +17,8 @@ namespace kx::webhost {
 
 constexpr char kExchangeFilePrefix[] = "/swinstall/files/";
 
-// `urlPath`: the request path, starting with kExchangeFilePrefix.
-MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath);
+// `urlPath`: the request path, starting with kExchangeFilePrefix. `status`: the
+// HTTP status queued.
+MHD_Result QueueExchangeFile(MHD_Connection* connection, const std::string& urlPath, unsigned& status);
 
 }  // namespace kx::webhost

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/audit_log.h"
 #include "host/request_body.h"
 #include "platform/webruntime/web_runtime.h"
 
@@ -29,6 +30,7 @@ class HostRequest : public webruntime::RequestBackend {
   const std::string& Uri() const { return uri_; }
   const std::string& MethodName() const { return methodName_; }
   RequestBody& Input() { return input_; }
+  AuditSubject& Subject() { return subject_; }
   const Reply& Answer() const { return reply_; }
 
   const std::vector<webruntime::FormField>& FormFields() const override { return input_.Fields(); }
@@ -47,6 +49,7 @@ class HostRequest : public webruntime::RequestBackend {
   const std::string uri_;
   const std::string methodName_;
   RequestBody input_;
+  AuditSubject subject_;
   Reply reply_;
 };
 

@@ -1,9 +1,11 @@
 // kx-webhost: serves the software-installation plug-in over HTTP or HTTPS.
 //
-// Start-up: options, system root, plug-in loaded, TLS credentials, listening,
-// orlaInit, then "listening on http(s)://HOST:PORT" on stdout (and, for HTTPS,
-// the certificate's fingerprint). SIGINT or SIGTERM: no new
+// Start-up: options, system root, plug-in loaded, users read, TLS credentials,
+// listening, orlaInit, then "listening on http(s)://HOST:PORT" on stdout (and,
+// for HTTPS, the certificate's fingerprint). SIGINT or SIGTERM: no new
 // requests, those running finish, orlaFinalize, exit 0.
+//
+// --add-user and --remove-user change the users file and serve nothing.
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -19,12 +21,15 @@
 #include <string>
 #include <vector>
 
+#include "host/audit_log.h"
+#include "host/authenticator.h"
 #include "host/locator.h"
 #include "host/options.h"
 #include "host/plugin_library.h"
 #include "host/shutdown_signal.h"
 #include "host/tls_credentials.h"
 #include "host/upload_store.h"
+#include "host/user_commands.h"
 #include "host/web_server.h"
 #include "kx/tal/path.h"
 
@@ -67,29 +72,41 @@ std::string HostName() {
   return ::gethostname(name, sizeof name - 1) == 0 && name[0] != '\0' ? name : "kx-controller";
 }
 
+std::string UsersPath(const HostOptions& options) {
+  return options.usersFile.empty() ? kx::tal::RootedPath("/etc/brenmar/share/webhost-users") : options.usersFile;
+}
+
 // HTTPS with the given files; plain HTTP on loopback or when asked; otherwise
 // HTTPS with the self-signed certificate made on the first start.
 std::optional<TlsCredentials> ChooseTls(const HostOptions& options) {
-  if (!options.tlsCertificate.empty()) return LoadCredentials(options.tlsCertificate, options.tlsKey);
-  if (options.noTls || IsLocalOnlyAddress(options.listenHost)) return std::nullopt;
-  const std::string directory = kx::tal::RootedPath("/etc/brenmar/share/tls");
-  bool created = false;
-  TlsCredentials credentials =
-      LoadOrCreateSelfSigned(directory, HostName(), CertificateAddresses(options.listenHost), created);
-  if (created) std::cout << "kx-webhost: created a self-signed certificate in " << directory << std::endl;
+  std::optional<TlsCredentials> credentials;
+  if (!options.tlsCertificate.empty()) {
+    credentials = LoadCredentials(options.tlsCertificate, options.tlsKey);
+  } else if (!options.noTls && !IsLocalOnlyAddress(options.listenHost)) {
+    const std::string directory = kx::tal::RootedPath("/etc/brenmar/share/tls");
+    bool created = false;
+    credentials = LoadOrCreateSelfSigned(directory, HostName(), CertificateAddresses(options.listenHost), created);
+    if (created) std::cout << "kx-webhost: created a self-signed certificate in " << directory << std::endl;
+  }
+  if (!options.tlsClientCa.empty()) {
+    if (!credentials) throw std::runtime_error("--tls-client-ca needs HTTPS: give --tls-cert and --tls-key");
+    credentials->clientCaPem = LoadClientCa(options.tlsClientCa);
+  }
   return credentials;
 }
 
 int Serve(const HostOptions& options) {
   InstallShutdownHandlers();
-  if (!options.root.empty()) SetSystemRoot(options.root);
+  OpenAuditLog();
   const std::string pluginPath = options.pluginPath.empty() ? DefaultPluginPath() : options.pluginPath;
   const PluginLibrary plugin = options.baseline ? PluginLibrary::Baseline() : PluginLibrary::Load(pluginPath);
   RemoveLeftoverUploads();
 
+  Authenticator authenticator(
+      {UsersPath(options), !options.usersFile.empty(), options.anonymousRead, !options.tlsClientCa.empty()});
   const std::optional<TlsCredentials> tls = ChooseTls(options);
   const std::string scheme = tls ? "https" : "http";
-  WebServer server(options, plugin);
+  WebServer server(options, plugin, authenticator);
   server.Start(tls ? &*tls : nullptr);
   std::unique_ptr<Locator> locator;
   if (options.locatorPort != 0) {
@@ -123,7 +140,14 @@ int main(int argc, char** argv) {
     std::cerr << "kx-webhost: " << e.what() << "\n" << kUsage;
     return 2;
   }
+  if (options.help) {
+    std::cout << kUsage << kHelp;
+    return EXIT_SUCCESS;
+  }
   try {
+    if (!options.root.empty()) SetSystemRoot(options.root);
+    if (!options.addUser.empty()) return AddUser(UsersPath(options), options.addUser, STDIN_FILENO);
+    if (!options.removeUser.empty()) return RemoveUser(UsersPath(options), options.removeUser);
     return Serve(options);
   } catch (const std::exception& e) {
     std::cerr << "kx-webhost: " << e.what() << "\n";

@@ -7,7 +7,36 @@ namespace kx::webhost {
 const char kUsage[] =
     "usage: kx-webhost [--listen HOST:PORT] [--root DIR] [--plugin PATH] [--threads N]\n"
     "                  [--max-body BYTES] [--max-text-body BYTES] [--locator-port PORT] [--baseline]\n"
-    "                  [--tls-cert FILE --tls-key FILE | --no-tls]\n";
+    "                  [--tls-cert FILE --tls-key FILE | --no-tls] [--tls-client-ca FILE]\n"
+    "                  [--users FILE] [--anonymous-read]\n"
+    "       kx-webhost [--root DIR] [--users FILE] --add-user NAME | --remove-user NAME\n";
+
+const char kHelp[] =
+    "\n"
+    "Serves the software-installation web methods under /swinstall/ and the action files\n"
+    "under /swinstall/files/.\n"
+    "\n"
+    "  --listen HOST:PORT    address to listen on (127.0.0.1:8080; port 0: any free one)\n"
+    "  --root DIR            the system root the controller's paths lie below\n"
+    "  --plugin PATH         the plug-in to load (the one built beside kx-webhost)\n"
+    "  --threads N           worker threads (4)\n"
+    "  --max-body BYTES      largest request body (256 MiB)\n"
+    "  --max-text-body BYTES largest body part held in memory (16 MiB)\n"
+    "  --locator-port PORT   loopback port of the web-server locator (3580; 0: none)\n"
+    "  --baseline            answer with a fixed document instead of the plug-in\n"
+    "  --tls-cert, --tls-key serve HTTPS with these PEM files; on an address other than\n"
+    "                        loopback HTTPS is served anyway, with a self-signed certificate\n"
+    "                        made once in /etc/brenmar/share/tls below the root\n"
+    "  --no-tls              plain HTTP on an address other than loopback\n"
+    "  --tls-client-ca FILE  a client certificate chaining to this CA authenticates as its\n"
+    "                        common name\n"
+    "  --users FILE          the users file (/etc/brenmar/share/webhost-users below the root)\n"
+    "  --anonymous-read      Progress and InstalledComponents need no credentials\n"
+    "  --add-user NAME       add a user, or change its password (read from standard input)\n"
+    "  --remove-user NAME    remove a user\n"
+    "\n"
+    "Exit status: 0 stopped by SIGINT or SIGTERM, or the user command done; 1 failure;\n"
+    "2 wrong usage.\n";
 
 namespace {
 
@@ -43,8 +72,11 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
   HostOptions options;
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& option = arguments[i];
-    if (option == "--baseline" || option == "--no-tls") {
-      (option == "--baseline" ? options.baseline : options.noTls) = true;
+    if (option == "--baseline" || option == "--no-tls" || option == "--anonymous-read" || option == "--help") {
+      (option == "--baseline"         ? options.baseline
+       : option == "--no-tls"         ? options.noTls
+       : option == "--anonymous-read" ? options.anonymousRead
+                                      : options.help) = true;
       continue;
     }
     if (i + 1 >= arguments.size()) throw UsageError(option + ": unknown option or missing value");
@@ -65,9 +97,15 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
       options.maxTextBody = ParseNumber(option, value, 0, std::numeric_limits<uint32_t>::max());
     } else if (option == "--locator-port") {
       options.locatorPort = ParsePort(option, value);
-    } else if (option == "--tls-cert" || option == "--tls-key") {
+    } else if (option == "--tls-cert" || option == "--tls-key" || option == "--tls-client-ca" || option == "--users") {
       if (value.empty()) throw UsageError(option + ": empty file name");
-      (option == "--tls-cert" ? options.tlsCertificate : options.tlsKey) = value;
+      (option == "--tls-cert"        ? options.tlsCertificate
+       : option == "--tls-key"       ? options.tlsKey
+       : option == "--tls-client-ca" ? options.tlsClientCa
+                                     : options.usersFile) = value;
+    } else if (option == "--add-user" || option == "--remove-user") {
+      if (value.empty()) throw UsageError(option + ": empty user name");
+      (option == "--add-user" ? options.addUser : options.removeUser) = value;
     } else {
       throw UsageError(option + ": unknown option");
     }
@@ -76,6 +114,10 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
     throw UsageError("--tls-cert and --tls-key go together");
   }
   if (options.noTls && !options.tlsCertificate.empty()) throw UsageError("--no-tls with --tls-cert");
+  if (options.noTls && !options.tlsClientCa.empty()) throw UsageError("--tls-client-ca needs TLS, not --no-tls");
+  if (!options.addUser.empty() && !options.removeUser.empty()) {
+    throw UsageError("--add-user and --remove-user are separate commands");
+  }
   return options;
 }
 

@@ -20,7 +20,13 @@ struct HostOptions {
   bool baseline = false;               // answer with a fixed document instead of the plug-in
   std::string tlsCertificate;          // with tlsKey: serve HTTPS with these PEM files
   std::string tlsKey;
-  bool noTls = false;  // plain HTTP even on an address other than loopback
+  bool noTls = false;          // plain HTTP even on an address other than loopback
+  std::string tlsClientCa;     // PEM file: its client certificates authenticate as their common name
+  std::string usersFile;       // empty: the default below the system root, which need not exist
+  bool anonymousRead = false;  // Progress and InstalledComponents without credentials
+  std::string addUser;         // set: add this user (or change its password) and exit
+  std::string removeUser;      // set: remove this user and exit
+  bool help = false;
 };
 
 struct UsageError : std::runtime_error {
@@ -32,5 +38,6 @@ struct UsageError : std::runtime_error {
 HostOptions ParseOptions(const std::vector<std::string>& arguments);
 
 extern const char kUsage[];
+extern const char kHelp[];  // what each option does, for --help
 
 }  // namespace kx::webhost

@@ -12,50 +12,33 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "host/gnutls_util.h"
+#include "host/private_file.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 
 namespace kx::webhost {
 namespace {
 
+using tls::Certificate;
+using tls::Check;
+using tls::Datum;
+using tls::NewCertificate;
+using tls::Take;
+
 constexpr char kCertificateName[] = "webhost.crt";
 constexpr char kKeyName[] = "webhost.key";
 constexpr std::time_t kValidity = std::time_t{10} * 365 * 24 * 3600;
 
-void Check(int result, const char* what) {
-  if (result < 0) throw std::runtime_error(std::string(what) + ": " + gnutls_strerror(result));
-}
-
-struct CertificateDeleter {
-  void operator()(gnutls_x509_crt_t certificate) const { gnutls_x509_crt_deinit(certificate); }
-};
 struct KeyDeleter {
   void operator()(gnutls_x509_privkey_t key) const { gnutls_x509_privkey_deinit(key); }
 };
-using Certificate = std::unique_ptr<std::remove_pointer_t<gnutls_x509_crt_t>, CertificateDeleter>;
 using PrivateKey = std::unique_ptr<std::remove_pointer_t<gnutls_x509_privkey_t>, KeyDeleter>;
-
-Certificate NewCertificate() {
-  gnutls_x509_crt_t certificate = nullptr;
-  Check(gnutls_x509_crt_init(&certificate), "certificate");
-  return Certificate(certificate);
-}
 
 PrivateKey NewKey() {
   gnutls_x509_privkey_t key = nullptr;
   Check(gnutls_x509_privkey_init(&key), "private key");
   return PrivateKey(key);
-}
-
-gnutls_datum_t Datum(const std::string& text) {
-  return {reinterpret_cast<unsigned char*>(const_cast<char*>(text.data())), static_cast<unsigned>(text.size())};
-}
-
-// The text GnuTLS allocated, freed.
-std::string Take(gnutls_datum_t& datum) {
-  std::string text(reinterpret_cast<const char*>(datum.data), datum.size);
-  gnutls_free(datum.data);
-  return text;
 }
 
 std::string CertificatePem(gnutls_x509_crt_t certificate) {
@@ -91,7 +74,7 @@ TlsCredentials Parse(std::string certificatePem, std::string keyPem) {
   PrivateKey key = NewKey();
   const gnutls_datum_t keyData = Datum(keyPem);
   Check(gnutls_x509_privkey_import(key.get(), &keyData, GNUTLS_X509_FMT_PEM), "private key");
-  return {std::move(certificatePem), std::move(keyPem), Fingerprint(certificate.get())};
+  return {std::move(certificatePem), std::move(keyPem), Fingerprint(certificate.get()), {}};
 }
 
 void AddAddress(gnutls_x509_crt_t certificate, const std::string& address) {
@@ -130,7 +113,7 @@ TlsCredentials CreateSelfSigned(const std::string& hostName, const std::vector<s
   Check(gnutls_x509_crt_set_key_usage(crt, GNUTLS_KEY_DIGITAL_SIGNATURE), "key usage");
   Check(gnutls_x509_crt_set_key_purpose_oid(crt, GNUTLS_KP_TLS_WWW_SERVER, 0), "key purpose");
   Check(gnutls_x509_crt_sign2(crt, crt, key.get(), GNUTLS_DIG_SHA256, 0), "signature");
-  return {CertificatePem(crt), KeyPem(key.get()), Fingerprint(crt)};
+  return {CertificatePem(crt), KeyPem(key.get()), Fingerprint(crt), {}};
 }
 
 std::string ReadFile(const std::string& path, const char* what) {
@@ -138,23 +121,6 @@ std::string ReadFile(const std::string& path, const char* what) {
     return tal::ReadWholeFile(path);
   } catch (const std::exception& error) {
     throw std::runtime_error(std::string("cannot read the ") + what + " " + path + ": " + error.what());
-  }
-}
-
-// Written whole under a temporary name with the mode, then renamed into place.
-void WritePrivately(const std::string& path, const std::string& text) {
-  const std::string temporary = path + ".tmp";
-  const mode_t previous = ::umask(077);
-  try {
-    tal::WriteTextFile(temporary, text);
-  } catch (...) {
-    ::umask(previous);
-    throw;
-  }
-  ::umask(previous);
-  if (::chmod(temporary.c_str(), 0600) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    std::remove(temporary.c_str());
-    throw std::runtime_error("cannot write " + path);
   }
 }
 
@@ -176,10 +142,22 @@ TlsCredentials LoadOrCreateSelfSigned(const std::string& directory, const std::s
   if (!created) return LoadCredentials(certificatePath, keyPath);
   tal::CreateDirectories(directory, 0755);
   TlsCredentials credentials = CreateSelfSigned(hostName, addresses);
-  WritePrivately(keyPath, credentials.keyPem);
-  WritePrivately(certificatePath, credentials.certificatePem);
+  WritePrivateFile(keyPath, credentials.keyPem);
+  WritePrivateFile(certificatePath, credentials.certificatePem);
   ::chmod(certificatePath.c_str(), 0644);  // the certificate is public
   return credentials;
+}
+
+std::string LoadClientCa(const std::string& path) {
+  std::string pem = ReadFile(path, "client CA");
+  const gnutls_datum_t data = Datum(pem);
+  gnutls_x509_crt_t* certificates = nullptr;
+  unsigned count = 0;
+  const int result = gnutls_x509_crt_list_import2(&certificates, &count, &data, GNUTLS_X509_FMT_PEM, 0);
+  for (unsigned i = 0; i < count; ++i) gnutls_x509_crt_deinit(certificates[i]);
+  gnutls_free(certificates);
+  if (result < 0 || count == 0) throw std::runtime_error(path + ": no CA certificate in it");
+  return pem;
 }
 
 bool IsLocalOnlyAddress(const std::string& host) { return host == "127.0.0.1" || host == "::1" || host == "localhost"; }

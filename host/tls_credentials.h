@@ -11,6 +11,7 @@ struct TlsCredentials {
   std::string certificatePem;
   std::string keyPem;
   std::string fingerprint;  // SHA-256 of the certificate, "AB:CD:…"
+  std::string clientCaPem;  // set: client certificates are asked for, and trusted when they chain to these
 };
 
 // The two PEM files as given. Throws std::runtime_error when either cannot be
@@ -23,6 +24,10 @@ TlsCredentials LoadCredentials(const std::string& certificatePath, const std::st
 // it. `created` tells which. Throws std::runtime_error.
 TlsCredentials LoadOrCreateSelfSigned(const std::string& directory, const std::string& hostName,
                                       const std::vector<std::string>& addresses, bool& created);
+
+// The PEM file of the CA (or CAs) that client certificates must chain to.
+// Throws std::runtime_error when it cannot be read or holds no certificate.
+std::string LoadClientCa(const std::string& path);
 
 // True for the addresses only this machine can reach the host on: 127.0.0.1,
 // ::1 and "localhost". Any other address (127.0.0.2 included) is the network's.

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/client_identity.h"
 #include "host/exchange_file.h"
 #include "host/host_request.h"
 #include "host/listen_address.h"
@@ -58,6 +59,10 @@ bool MaySetHeader(const std::string& name, const std::string& value) {
          value.find_first_of("\r\n") == std::string::npos;
 }
 
+unsigned ReplyStatus(const Reply& reply) {
+  return reply.status >= 100 && reply.status <= 599 ? static_cast<unsigned>(reply.status) : 500;
+}
+
 MHD_Result QueuePluginReply(MHD_Connection* connection, const Reply& reply) {
   MHD_Response* response = MHD_create_response_from_buffer(
       reply.content.size(), const_cast<char*>(reply.content.data()), MHD_RESPMEM_MUST_COPY);
@@ -69,8 +74,7 @@ MHD_Result QueuePluginReply(MHD_Connection* connection, const Reply& reply) {
     if (!mimeTypeWins && MaySetHeader(name, value)) MHD_add_response_header(response, name.c_str(), value.c_str());
   }
   if (hasMimeType) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.mimeType.c_str());
-  const unsigned status = reply.status >= 100 && reply.status <= 599 ? static_cast<unsigned>(reply.status) : 500;
-  const MHD_Result queued = MHD_queue_response(connection, status, response);
+  const MHD_Result queued = MHD_queue_response(connection, ReplyStatus(reply), response);
   MHD_destroy_response(response);
   return queued;
 }
@@ -82,7 +86,8 @@ void LogServerMessage(void*, const char* format, va_list arguments) {
 
 }  // namespace
 
-WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin) : options_(options), plugin_(plugin) {}
+WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin, Authenticator& authenticator)
+    : options_(options), plugin_(plugin), authenticator_(authenticator) {}
 
 void WebServer::Start(const TlsCredentials* tls) {
   const ListenAddress address = ResolveListenAddress(options_.listenHost, options_.listenPort);
@@ -92,11 +97,18 @@ void WebServer::Start(const TlsCredentials* tls) {
   unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG;
   if (address.ipv6) flags |= MHD_USE_IPv6;
   std::vector<MHD_OptionItem> tlsOptions;
-  if (tls != nullptr) {
+  tls_ = tls != nullptr;
+  clientCertificates_ = tls_ && !tls->clientCaPem.empty();
+  if (tls_) {
     flags |= MHD_USE_TLS;
     tlsOptions = {{MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(tls->certificatePem.c_str())},
                   {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(tls->keyPem.c_str())},
                   {MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsPriorities)}};
+  }
+  // With a trust list the server asks every client for its certificate (a
+  // client without one is still served).
+  if (clientCertificates_) {
+    tlsOptions.push_back({MHD_OPTION_HTTPS_MEM_TRUST, 0, const_cast<char*>(tls->clientCaPem.c_str())});
   }
   tlsOptions.push_back({MHD_OPTION_END, 0, nullptr});
   daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &WebServer::Access, this, MHD_OPTION_EXTERNAL_LOGGER,
@@ -153,6 +165,10 @@ MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const c
                           "GET, POST");
   }
   if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
+  AuditSubject subject;
+  if (const std::optional<MHD_Result> refused = Authorize(connection, AccessOfWebMethod(*name), path, subject)) {
+    return *refused;
+  }
 
   std::vector<webruntime::FormField> queryFields;
   MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, &CollectQueryField, &queryFields);
@@ -165,6 +181,7 @@ MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const c
     return QueueTextReply(connection, static_cast<unsigned>(request->Input().ErrorStatus()),
                           request->Input().ErrorText() + "\n");
   }
+  request->Subject() = std::move(subject);
   *state = request.release();
   return MHD_YES;
 }
@@ -175,7 +192,36 @@ MHD_Result WebServer::BeginFileDownload(MHD_Connection* connection, const std::s
                           "GET, HEAD");
   }
   if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
-  return QueueExchangeFile(connection, path);
+  AuditSubject subject;
+  if (const std::optional<MHD_Result> refused = Authorize(connection, RouteAccess::kProtected, path, subject)) {
+    return *refused;
+  }
+  unsigned status = MHD_HTTP_INTERNAL_SERVER_ERROR;
+  const MHD_Result queued = QueueExchangeFile(connection, path, status);
+  AuditAccess(subject.user, subject.address, std::string(method) + " " + path, status);
+  return queued;
+}
+
+std::optional<MHD_Result> WebServer::Authorize(MHD_Connection* connection, RouteAccess access, const std::string& route,
+                                               AuditSubject& subject) {
+  if (access == RouteAccess::kOpen) return std::nullopt;
+  const Caller caller = IdentifyCaller(connection, tls_, clientCertificates_);
+  const AccessDecision decision = authenticator_.Decide(access, caller);
+  if (decision.status == 0) {
+    // An anonymous read is not audited: the route was opened to everyone.
+    subject = {!decision.user.empty(), decision.user, caller.address};
+    return std::nullopt;
+  }
+  AuditRefusal(decision.user, caller.address, route, decision.status, decision.reason);
+  if (decision.status == MHD_HTTP_UNAUTHORIZED) {
+    return QueueTextReply(connection, decision.status, decision.body, MHD_HTTP_HEADER_WWW_AUTHENTICATE,
+                          "Basic realm=\"kx-swinstl\"");
+  }
+  if (decision.status == MHD_HTTP_TOO_MANY_REQUESTS) {
+    return QueueTextReply(connection, decision.status, decision.body, MHD_HTTP_HEADER_RETRY_AFTER,
+                          std::to_string(decision.retryAfter).c_str());
+  }
+  return QueueTextReply(connection, decision.status, decision.body);
 }
 
 MHD_Result WebServer::Run(MHD_Connection* connection, HostRequest& request) {
@@ -187,6 +233,8 @@ MHD_Result WebServer::Run(MHD_Connection* connection, HostRequest& request) {
     webruntime::WebRequest webRequest(request.Uri(), request.MethodName());
     plugin_.Run(&webRequest, registration.Handle());
   }
+  const AuditSubject& subject = request.Subject();
+  if (subject.audited) AuditAccess(subject.user, subject.address, request.Uri(), ReplyStatus(request.Answer()));
   return QueuePluginReply(connection, request.Answer());
 }
 

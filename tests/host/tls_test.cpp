@@ -15,26 +15,10 @@
 
 namespace {
 
+using kx::test::RunCommand;
 using kx::test::WebhostProcess;
 
 constexpr char kPing[] = "<?xml version=\"1.0\"?>\n<Ping Result=\"0\" Version=\"20.0.0\" Mode=\"0\" />\n";
-
-struct CommandResult {
-  int status = -1;
-  std::string output;
-};
-
-// A shell command (the clients are programs of their own), its output and exit status.
-CommandResult RunCommand(const std::string& command) {
-  CommandResult result;
-  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return result;
-  char buffer[4096];
-  for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.output.append(buffer, got);
-  const int status = ::pclose(pipe);
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return result;
-}
 
 std::string CurlPing(const std::string& caFile, const std::string& host, uint16_t port) {
   return RunCommand("curl -s --max-time 10 --cacert '" + caFile + "' https://" + host + ":" + std::to_string(port) +

@@ -1,5 +1,6 @@
 #include "tests/host/webhost_process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -7,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
@@ -15,7 +17,8 @@ extern char** environ;
 
 namespace kx::test {
 
-ChildProcess::ChildProcess(std::vector<std::string> words, const std::vector<std::string>& environment) {
+ChildProcess::ChildProcess(std::vector<std::string> words, const std::vector<std::string>& environment,
+                           const std::string& errorFile) {
   std::vector<std::string> variables(environment);
   for (char** entry = environ; *entry != nullptr; ++entry) variables.emplace_back(*entry);
   std::vector<char*> argv, envp;
@@ -29,6 +32,9 @@ ChildProcess::ChildProcess(std::vector<std::string> words, const std::vector<std
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
   posix_spawn_file_actions_addclose(&actions, pipe[0]);
+  if (!errorFile.empty()) {
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  }
   const int failed = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   ::close(pipe[1]);
@@ -71,12 +77,14 @@ int ChildProcess::Stop(int signal) {
   return WaitForExit();
 }
 
-WebhostProcess::WebhostProcess(const std::vector<std::string>& arguments)
-    : ChildProcess([&] {
-        std::vector<std::string> words = {KX_WEBHOST_PATH, "--listen", "127.0.0.1:0", "--locator-port", "0"};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        return words;
-      }()) {
+WebhostProcess::WebhostProcess(const std::vector<std::string>& arguments, const std::string& errorFile)
+    : ChildProcess(
+          [&] {
+            std::vector<std::string> words = {KX_WEBHOST_PATH, "--listen", "127.0.0.1:0", "--locator-port", "0"};
+            words.insert(words.end(), arguments.begin(), arguments.end());
+            return words;
+          }(),
+          {}, errorFile) {
   // "kx-webhost: listening on http(s)://HOST:<port>", after what it says of a certificate it made.
   std::string line;
   for (int lines = 0; lines < 5 && line.find("listening on ") == std::string::npos; ++lines) {
@@ -89,6 +97,17 @@ WebhostProcess::WebhostProcess(const std::vector<std::string>& arguments)
   if (port <= 0 || port > 65535) throw std::runtime_error("kx-webhost did not start: \"" + line + "\"");
   scheme_ = line.substr(line.find("listening on ") + 13, address - line.find("listening on ") - 13);
   port_ = static_cast<uint16_t>(port);
+}
+
+CommandResult RunCommand(const std::string& command) {
+  CommandResult result;
+  FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[4096];
+  for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.output.append(buffer, got);
+  const int status = ::pclose(pipe);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return result;
 }
 
 }  // namespace kx::test

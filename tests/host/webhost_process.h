@@ -13,8 +13,10 @@ namespace kx::test {
 
 class ChildProcess {
  public:
-  // `words`: the program and its arguments; `environment`: extra "NAME=value" entries.
-  explicit ChildProcess(std::vector<std::string> words, const std::vector<std::string>& environment = {});
+  // `words`: the program and its arguments; `environment`: extra "NAME=value"
+  // entries; `errorFile`: where standard error goes (empty: the test's own).
+  explicit ChildProcess(std::vector<std::string> words, const std::vector<std::string>& environment = {},
+                        const std::string& errorFile = {});
   ~ChildProcess();  // kills the program if it still runs
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -36,7 +38,7 @@ class WebhostProcess : public ChildProcess {
  public:
   // --listen 127.0.0.1:0 --locator-port 0 and the given arguments (later ones win);
   // throws when the host does not report its port.
-  explicit WebhostProcess(const std::vector<std::string>& arguments);
+  explicit WebhostProcess(const std::vector<std::string>& arguments, const std::string& errorFile = {});
   uint16_t Port() const { return port_; }
   // "http" or "https", as the host reported.
   const std::string& Scheme() const { return scheme_; }
@@ -45,5 +47,14 @@ class WebhostProcess : public ChildProcess {
   uint16_t port_ = 0;
   std::string scheme_;
 };
+
+struct CommandResult {
+  int status = -1;     // the exit status; -1 when it did not exit
+  std::string output;  // standard output and error together
+};
+
+// A shell command, for the programs a test drives as a person would (curl,
+// gnutls-cli, certtool, kx-webhost's own commands).
+CommandResult RunCommand(const std::string& command);
 
 }  // namespace kx::test
