@@ -60,14 +60,21 @@ void RequestBody::Finish() {
     if (!parser_->Finish() && !Failed()) Fail(kBadRequest, parser_->Error());
   } else if (urlEncoded_) {
     ParseUrlEncoded(text_, fields_);
-    CheckFields();
   }
+  if (!Failed()) CheckFields();
 }
 
+// Empty file parts that were dropped count too: each cost a file.
 bool RequestBody::CheckFields() {
-  if (fields_.size() + uploads_.size() > limits_.maxFields) return Fail(kBadRequest, "too many form fields");
+  if (fields_.size() + uploads_.size() + droppedParts_ > limits_.maxFields) {
+    return Fail(kBadRequest, "too many form fields");
+  }
   for (const auto& field : fields_) {
     if (field.name.size() > limits_.maxNameLength) return Fail(kBadRequest, "a form field name is too long");
+    // A value cut at the NUL would be taken for another one.
+    if (field.name.find('\0') != std::string::npos || field.value.find('\0') != std::string::npos) {
+      return Fail(kBadRequest, "a form field holds a NUL byte");
+    }
   }
   return true;
 }
@@ -106,6 +113,7 @@ bool RequestBody::OnPartEnd() {
   if (uploads_.back().fileName.empty() && file.Size() == 0) {
     uploads_.pop_back();
     files_.pop_back();
+    ++droppedParts_;
   }
   return true;
 }

@@ -67,6 +67,7 @@ class RequestBody : private MultipartListener {
   std::vector<webruntime::FormField> fields_;
   std::vector<webruntime::StoredUpload> uploads_;
   std::vector<std::unique_ptr<UploadFile>> files_;  // beside uploads_, one for one
+  size_t droppedParts_ = 0;                         // empty file parts, not handed on
   bool inFilePart_ = false;
   int errorStatus_ = 0;
   std::string errorText_;

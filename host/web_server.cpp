@@ -14,6 +14,7 @@
 #include "host/exchange_file.h"
 #include "host/host_request.h"
 #include "host/listen_address.h"
+#include "host/request_framing.h"
 #include "host/text_reply.h"
 
 namespace kx::webhost {
@@ -38,15 +39,6 @@ MHD_Result CollectQueryField(void* fields, MHD_ValueKind, const char* name, size
   static_cast<std::vector<webruntime::FormField>*>(fields)->push_back(
       {std::string(name, nameSize), value == nullptr ? std::string() : std::string(value, valueSize)});
   return MHD_YES;
-}
-
-std::optional<uint64_t> DeclaredLength(MHD_Connection* connection) {
-  const char* text = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
-  if (text == nullptr || *text == '\0' || std::strspn(text, "0123456789") != std::strlen(text) ||
-      std::strlen(text) > 19) {
-    return std::nullopt;
-  }
-  return std::stoull(text);
 }
 
 // Headers that frame the transfer are the server's own.
@@ -156,6 +148,9 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
 }
 
 MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const char* method, void** state) {
+  if (HasConflictingFraming(connection)) {
+    return QueueTextReply(connection, MHD_HTTP_BAD_REQUEST, "conflicting Content-Length or Transfer-Encoding\n");
+  }
   const std::string path(url);
   if (path.rfind(kExchangeFilePrefix, 0) == 0) return BeginFileDownload(connection, path, method);
   const std::optional<std::string> name = MethodNameOf(path);

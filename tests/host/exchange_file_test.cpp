@@ -2,9 +2,12 @@
 // but that one file of the action exchange directory.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
+#include <future>
+#include <vector>
 
 #include "tests/host/http_client.h"
 #include "tests/host/webhost_process.h"
@@ -93,6 +96,20 @@ TEST_F(WebhostImageDownload, NothingElseAndNoLinkIsServed) {
   EXPECT_EQ(Get(host.Port(), kImageUrl).status, 404);
   root.WriteFile("/mnt/userfs/.syscfg-action/A1/SystemImage.tgz", "safe");
   EXPECT_EQ(Get(host.Port(), kImageUrl).body, "safe");
+}
+
+// A FIFO in the image's place is never opened for reading: each download gets
+// 404 at once, and the host goes on serving.
+TEST_F(WebhostImageDownload, AFifoInPlaceOfTheImageBlocksNothing) {
+  const std::string image = root / "/.syscfg-action/A1/SystemImage.tgz";
+  fs::remove(image);
+  ASSERT_EQ(::mkfifo(image.c_str(), 0644), 0);
+  std::vector<std::future<int>> downloads;
+  for (int i = 0; i < 4; ++i) {
+    downloads.push_back(std::async(std::launch::async, [&] { return Get(host.Port(), kImageUrl).status; }));
+  }
+  for (auto& download : downloads) EXPECT_EQ(download.get(), 404);
+  EXPECT_EQ(Get(host.Port(), "/swinstall/Ping").status, 200);
 }
 
 }  // namespace

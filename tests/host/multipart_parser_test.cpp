@@ -55,6 +55,24 @@ TEST(MultipartParser, SameEventsWhereverTheBodyIsSplit) {
   }
 }
 
+// A part header just within the limit and one just over it: the same answer
+// however the body is split into two pieces around the header's end.
+TEST(MultipartParser, HeaderLimitDoesNotDependOnTheSplit) {
+  for (const size_t over : {0, 1}) {
+    const std::string prefix = "\r\nContent-Disposition: form-data; name=\"";
+    const size_t nameLength = MultipartParser::kMaxPartHeaderSize + over - prefix.size() - 1;
+    const std::string body = "--x" + prefix + std::string(nameLength, 'n') + "\"\r\n\r\n1\r\n--x--";
+    const size_t headerEnd = body.find("\r\n\r\n");
+    for (size_t split = headerEnd - 8; split <= headerEnd + 8; ++split) {
+      Recorder recorder;
+      MultipartParser parser("x", recorder);
+      const bool accepted =
+          parser.Feed(body.data(), split) && parser.Feed(body.data() + split, body.size() - split) && parser.Finish();
+      ASSERT_EQ(accepted, over == 0) << "split at " << split;
+    }
+  }
+}
+
 TEST(MultipartParser, PreambleIsSkippedAndAnEmptyFormIsValid) {
   Recorder recorder;
   MultipartParser parser("x", recorder);

@@ -109,6 +109,8 @@ TEST_F(WebhostEcho, HostileRequestsGetAnAnswerOrAClosedConnection) {
   broken.replace(broken.rfind("kx-test-boundary"), 5, "XXXXX");
   for (int i = 0; i < 1000; ++i) manyFields += "f" + std::to_string(i) + "=1&";
   const std::vector<FormPart> manyFiles(1000, FormPart{"f", "x", "f.bin"});
+  const std::vector<FormPart> manyEmptyFiles(1000, FormPart{"f", "", ""});  // what a browser sends for no file
+  const std::string framed = "POST /swinstall/Echo HTTP/1.1\r\nHost: x\r\nContent-Type: text/plain\r\n";
   const auto get = [](const std::string& target) { return "GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n"; };
   const auto post = [](const std::string& type, const std::string& body) {
     return "POST /swinstall/Echo HTTP/1.1\r\nHost: x\r\nContent-Type: " + type +
@@ -137,6 +139,12 @@ TEST_F(WebhostEcho, HostileRequestsGetAnAnswerOrAClosedConnection) {
       {post(form, manyFields), 400},
       {get("/swinstall/Echo?" + manyFields), 0},
       {post(kMultipartType, MultipartBody(manyFiles)), 400},
+      {post(kMultipartType, MultipartBody(manyEmptyFiles)), 400},
+      {framed + "Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd", 400},
+      {framed + "Content-Length: 4\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nabcd\r\n0\r\n\r\n", 400},
+      {get("/swinstall/Echo?ActionID=A%00B"), 400},
+      {post(form, "ActionID=A%00B"), 400},
+      {post(kMultipartType, MultipartBody({{"ActionID", std::string("A\0B", 3)}})), 400},
   };
   for (const Case& c : cases) {
     std::string request = c.request;
