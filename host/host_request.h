@@ -27,6 +27,13 @@ class HostRequest : public webruntime::RequestBackend {
         methodName_(std::move(methodName)),
         input_(limits, contentType, declaredLength, std::move(queryFields)) {}
 
+  // Reading the body; waiting for a worker to call the plug-in; the reply is ready.
+  enum class Stage { kReading, kWaiting, kAnswered };
+  Stage CurrentStage() const { return stage_; }
+  void MoveTo(Stage stage) { stage_ = stage; }
+  // The host's own answer in place of the plug-in's.
+  void Refuse(int status, const std::string& text) { reply_ = Reply{status, {}, "text/plain", text}; }
+
   const std::string& Uri() const { return uri_; }
   const std::string& MethodName() const { return methodName_; }
   RequestBody& Input() { return input_; }
@@ -50,6 +57,7 @@ class HostRequest : public webruntime::RequestBackend {
   const std::string methodName_;
   RequestBody input_;
   AuditSubject subject_;
+  Stage stage_ = Stage::kReading;
   Reply reply_;
 };
 

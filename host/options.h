@@ -13,7 +13,7 @@ struct HostOptions {
   uint16_t listenPort = 8080;          // 0: any free port (the one taken is printed)
   std::string root;                    // empty: keep KX_SYSTEM_ROOT as it is
   std::string pluginPath;              // empty: the plug-in built beside the host
-  unsigned threads = 4;                // a slow web method holds one worker; the others keep serving
+  unsigned threads = 4;                // server threads, and workers calling the plug-in
   uint64_t maxBody = 256ull << 20;     // a larger body gets 413
   uint64_t maxTextBody = 16ull << 20;  // the part of a body held in memory (all but file uploads)
   uint16_t locatorPort = 3580;         // 0: no locator

@@ -79,14 +79,14 @@ void LogServerMessage(void*, const char* format, va_list arguments) {
 }  // namespace
 
 WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin, Authenticator& authenticator)
-    : options_(options), plugin_(plugin), authenticator_(authenticator) {}
+    : options_(options), plugin_(plugin), authenticator_(authenticator), dispatcher_(options.threads) {}
 
 void WebServer::Start(const TlsCredentials* tls) {
   const ListenAddress address = ResolveListenAddress(options_.listenHost, options_.listenPort);
   // poll, not epoll: with epoll this libmicrohttpd (0.9.75) leaves a connection
   // whose query arguments overflow its memory pool hanging until the idle
   // time-out; with poll it is closed at once. Throughput is the same.
-  unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG;
+  unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_USE_ERROR_LOG | MHD_ALLOW_SUSPEND_RESUME;
   if (address.ipv6) flags |= MHD_USE_IPv6;
   std::vector<MHD_OptionItem> tlsOptions;
   tls_ = tls != nullptr;
@@ -120,6 +120,8 @@ uint16_t WebServer::Port() const {
 
 void WebServer::Stop() {
   ready_ = false;
+  // No connection may stay suspended when the server stops.
+  dispatcher_.Stop();
   if (daemon_ != nullptr) MHD_stop_daemon(daemon_);
   daemon_ = nullptr;
 }
@@ -132,6 +134,7 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
   WebServer& server = *static_cast<WebServer*>(self);
   if (*state == nullptr) return server.Begin(connection, url, method, state);
   HostRequest& request = *static_cast<HostRequest*>(*state);
+  if (request.CurrentStage() == HostRequest::Stage::kAnswered) return server.Reply(connection, request);
   if (*size != 0) {
     request.Input().Append(data, *size);
     *size = 0;
@@ -142,7 +145,7 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
     return QueueTextReply(connection, static_cast<unsigned>(request.Input().ErrorStatus()),
                           request.Input().ErrorText() + "\n");
   }
-  return server.Run(connection, request);
+  return server.Dispatch(connection, request);
 } catch (...) {
   return MHD_NO;
 }
@@ -219,15 +222,35 @@ std::optional<MHD_Result> WebServer::Authorize(MHD_Connection* connection, Route
   return QueueTextReply(connection, decision.status, decision.body);
 }
 
-MHD_Result WebServer::Run(MHD_Connection* connection, HostRequest& request) {
+// The connection waits, suspended, while a worker calls the plug-in; once
+// resumed, the server calls Access again and the reply goes out.
+MHD_Result WebServer::Dispatch(MHD_Connection* connection, HostRequest& request) {
   if (!ready_) return QueueTextReply(connection, MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
-  {
-    // The registration ends before the reply goes out: from then on the
-    // plug-in can no longer reach this request by its handle.
-    webruntime::RequestRegistration registration(request);
-    webruntime::WebRequest webRequest(request.Uri(), request.MethodName());
-    plugin_.Run(&webRequest, registration.Handle());
-  }
+  request.MoveTo(HostRequest::Stage::kWaiting);
+  MHD_suspend_connection(connection);
+  const auto answer = [connection, &request] {
+    request.MoveTo(HostRequest::Stage::kAnswered);
+    MHD_resume_connection(connection);
+  };
+  const auto run = [this, &request, answer] {
+    {
+      // The registration ends before the reply goes out: from then on the
+      // plug-in can no longer reach this request by its handle.
+      webruntime::RequestRegistration registration(request);
+      webruntime::WebRequest webRequest(request.Uri(), request.MethodName());
+      plugin_.Run(&webRequest, registration.Handle());
+    }
+    answer();
+  };
+  const auto cancel = [&request, answer] {
+    request.Refuse(MHD_HTTP_SERVICE_UNAVAILABLE, "not serving\n");
+    answer();
+  };
+  if (!dispatcher_.Submit(request.MethodName(), run, cancel)) cancel();
+  return MHD_YES;
+}
+
+MHD_Result WebServer::Reply(MHD_Connection* connection, HostRequest& request) {
   const AuditSubject& subject = request.Subject();
   if (subject.audited) AuditAccess(subject.user, subject.address, request.Uri(), ReplyStatus(request.Answer()));
   return QueuePluginReply(connection, request.Answer());

@@ -14,6 +14,7 @@
 #include "host/audit_log.h"
 #include "host/authenticator.h"
 #include "host/options.h"
+#include "host/plugin_dispatcher.h"
 #include "host/plugin_library.h"
 #include "host/tls_credentials.h"
 
@@ -47,11 +48,13 @@ class WebServer {
   // else the refusal, queued and audited.
   std::optional<MHD_Result> Authorize(MHD_Connection* connection, RouteAccess access, const std::string& route,
                                       AuditSubject& subject);
-  MHD_Result Run(MHD_Connection* connection, class HostRequest& request);
+  MHD_Result Dispatch(MHD_Connection* connection, class HostRequest& request);
+  MHD_Result Reply(MHD_Connection* connection, HostRequest& request);
 
   const HostOptions& options_;
   const PluginLibrary& plugin_;
   Authenticator& authenticator_;
+  PluginDispatcher dispatcher_;
   bool tls_ = false;
   bool clientCertificates_ = false;
   MHD_Daemon* daemon_ = nullptr;
