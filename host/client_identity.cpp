@@ -13,35 +13,6 @@
 namespace kx::webhost {
 namespace {
 
-void SetAddress(const sockaddr* address, Caller& caller) {
-  char text[INET6_ADDRSTRLEN] = {};
-  if (address->sa_family == AF_INET) {
-    const in_addr ip = reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
-    ::inet_ntop(AF_INET, &ip, text, sizeof text);
-    caller.loopback = ntohl(ip.s_addr) == INADDR_LOOPBACK;
-    caller.address = caller.limiterKey = text;
-    return;
-  }
-  if (address->sa_family != AF_INET6) return;
-  const in6_addr ip = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
-  if (IN6_IS_ADDR_V4MAPPED(&ip)) {
-    sockaddr_in mapped{};
-    mapped.sin_family = AF_INET;
-    std::memcpy(&mapped.sin_addr, &ip.s6_addr[12], 4);
-    SetAddress(reinterpret_cast<const sockaddr*>(&mapped), caller);
-    return;
-  }
-  ::inet_ntop(AF_INET6, &ip, text, sizeof text);
-  caller.address = text;
-  caller.loopback = IN6_IS_ADDR_LOOPBACK(&ip);
-  // One network's hosts share a /64: counted together, they cannot dodge the
-  // failure limit by taking new addresses.
-  in6_addr network = ip;
-  std::memset(&network.s6_addr[8], 0, 8);
-  ::inet_ntop(AF_INET6, &network, text, sizeof text);
-  caller.limiterKey = std::string(text) + "/64";
-}
-
 // The common name of the peer's certificate when it chains to the trusted CA
 // and may serve a TLS client; nothing otherwise (none sent included).
 std::optional<std::string> VerifiedCertificateName(MHD_Connection* connection) {
@@ -69,11 +40,46 @@ std::optional<std::string> VerifiedCertificateName(MHD_Connection* connection) {
 
 }  // namespace
 
+ClientAddress AddressOf(const sockaddr* address) {
+  ClientAddress client;
+  char text[INET6_ADDRSTRLEN] = {};
+  if (address->sa_family == AF_INET) {
+    const in_addr ip = reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
+    ::inet_ntop(AF_INET, &ip, text, sizeof text);
+    client.loopback = ntohl(ip.s_addr) == INADDR_LOOPBACK;
+    client.text = client.limiterKey = text;
+    return client;
+  }
+  if (address->sa_family != AF_INET6) return client;
+  const in6_addr ip = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
+  if (IN6_IS_ADDR_V4MAPPED(&ip)) {
+    sockaddr_in mapped{};
+    mapped.sin_family = AF_INET;
+    std::memcpy(&mapped.sin_addr, &ip.s6_addr[12], 4);
+    return AddressOf(reinterpret_cast<const sockaddr*>(&mapped));
+  }
+  ::inet_ntop(AF_INET6, &ip, text, sizeof text);
+  client.text = text;
+  client.loopback = IN6_IS_ADDR_LOOPBACK(&ip);
+  // One network's hosts share a /64: counted together, they cannot dodge the
+  // failure limit by taking new addresses.
+  in6_addr network = ip;
+  std::memset(&network.s6_addr[8], 0, 8);
+  ::inet_ntop(AF_INET6, &network, text, sizeof text);
+  client.limiterKey = std::string(text) + "/64";
+  return client;
+}
+
 Caller IdentifyCaller(MHD_Connection* connection, bool tls, bool clientCertificates) {
   Caller caller;
   caller.tls = tls;
   const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-  if (info != nullptr && info->client_addr != nullptr) SetAddress(info->client_addr, caller);
+  if (info != nullptr && info->client_addr != nullptr) {
+    ClientAddress address = AddressOf(info->client_addr);
+    caller.address = std::move(address.text);
+    caller.limiterKey = std::move(address.limiterKey);
+    caller.loopback = address.loopback;
+  }
   if (tls && clientCertificates) caller.certificateUser = VerifiedCertificateName(connection);
   caller.authorization = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_AUTHORIZATION);
   return caller;

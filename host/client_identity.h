@@ -4,10 +4,20 @@
 // to the configured CA.
 
 #include <microhttpd.h>
+#include <sys/socket.h>
+
+#include <string>
 
 #include "host/authenticator.h"
 
 namespace kx::webhost {
+
+struct ClientAddress {
+  std::string text;        // IPv4 for an IPv4-mapped IPv6 address
+  std::string limiterKey;  // the address, or for IPv6 its /64
+  bool loopback = false;   // 127.0.0.1 or ::1 only
+};
+ClientAddress AddressOf(const sockaddr* address);
 
 // `tls`: the server speaks HTTPS; `clientCertificates`: it asked for client
 // certificates (the CA's). The Authorization header is filled in as well.

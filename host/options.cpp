@@ -6,7 +6,8 @@ namespace kx::webhost {
 
 const char kUsage[] =
     "usage: kx-webhost [--listen HOST:PORT] [--root DIR] [--plugin PATH] [--threads N]\n"
-    "                  [--max-body BYTES] [--max-text-body BYTES] [--locator-port PORT] [--baseline]\n"
+    "                  [--max-body BYTES] [--max-text-body BYTES] [--max-connections N]\n"
+    "                  [--max-client-connections N] [--header-timeout SEC] [--locator-port PORT] [--baseline]\n"
     "                  [--tls-cert FILE --tls-key FILE | --no-tls] [--tls-client-ca FILE]\n"
     "                  [--users FILE] [--anonymous-read]\n"
     "       kx-webhost [--root DIR] [--users FILE] --add-user NAME | --remove-user NAME\n";
@@ -22,6 +23,11 @@ const char kHelp[] =
     "  --threads N           worker threads (4)\n"
     "  --max-body BYTES      largest request body (256 MiB)\n"
     "  --max-text-body BYTES largest body part held in memory (16 MiB)\n"
+    "  --max-connections N   connections at once (256)\n"
+    "  --max-client-connections N\n"
+    "                        connections at once from one address other than loopback (32)\n"
+    "  --header-timeout SEC  time for a request's headers (10); a body must bring 1 KiB a\n"
+    "                        second over each such period. A slower connection is closed\n"
     "  --locator-port PORT   loopback port of the web-server locator (3580; 0: none)\n"
     "  --baseline            answer with a fixed document instead of the plug-in\n"
     "  --tls-cert, --tls-key serve HTTPS with these PEM files; on an address other than\n"
@@ -95,6 +101,12 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
     } else if (option == "--max-text-body") {
       // ReadPostData reports the body size in 32 bits.
       options.maxTextBody = ParseNumber(option, value, 0, std::numeric_limits<uint32_t>::max());
+    } else if (option == "--max-connections") {
+      options.maxConnections = static_cast<unsigned>(ParseNumber(option, value, 1, 100000));
+    } else if (option == "--max-client-connections") {
+      options.maxClientConnections = static_cast<unsigned>(ParseNumber(option, value, 1, 100000));
+    } else if (option == "--header-timeout") {
+      options.headerTimeout = static_cast<unsigned>(ParseNumber(option, value, 1, 3600));
     } else if (option == "--locator-port") {
       options.locatorPort = ParsePort(option, value);
     } else if (option == "--tls-cert" || option == "--tls-key" || option == "--tls-client-ca" || option == "--users") {

@@ -79,7 +79,11 @@ void LogServerMessage(void*, const char* format, va_list arguments) {
 }  // namespace
 
 WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin, Authenticator& authenticator)
-    : options_(options), plugin_(plugin), authenticator_(authenticator), dispatcher_(options.threads) {}
+    : options_(options),
+      plugin_(plugin),
+      authenticator_(authenticator),
+      guard_(options.maxClientConnections, std::chrono::seconds(options.headerTimeout)),
+      dispatcher_(options.threads) {}
 
 void WebServer::Start(const TlsCredentials* tls) {
   const ListenAddress address = ResolveListenAddress(options_.listenHost, options_.listenPort);
@@ -103,11 +107,12 @@ void WebServer::Start(const TlsCredentials* tls) {
     tlsOptions.push_back({MHD_OPTION_HTTPS_MEM_TRUST, 0, const_cast<char*>(tls->clientCaPem.c_str())});
   }
   tlsOptions.push_back({MHD_OPTION_END, 0, nullptr});
-  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &WebServer::Access, this, MHD_OPTION_EXTERNAL_LOGGER,
-                             &LogServerMessage, nullptr, MHD_OPTION_SOCK_ADDR, address.Get(),
-                             MHD_OPTION_THREAD_POOL_SIZE, options_.threads, MHD_OPTION_NOTIFY_COMPLETED,
-                             &WebServer::Completed, this, MHD_OPTION_CONNECTION_TIMEOUT, kIdleTimeoutSeconds,
-                             MHD_OPTION_ARRAY, tlsOptions.data(), MHD_OPTION_END);
+  daemon_ = MHD_start_daemon(flags, 0, &WebServer::MayConnect, this, &WebServer::Access, this,
+                             MHD_OPTION_EXTERNAL_LOGGER, &LogServerMessage, nullptr, MHD_OPTION_SOCK_ADDR,
+                             address.Get(), MHD_OPTION_THREAD_POOL_SIZE, options_.threads, MHD_OPTION_CONNECTION_LIMIT,
+                             options_.maxConnections, MHD_OPTION_NOTIFY_CONNECTION, &WebServer::ConnectionNotice, this,
+                             MHD_OPTION_NOTIFY_COMPLETED, &WebServer::Completed, this, MHD_OPTION_CONNECTION_TIMEOUT,
+                             kIdleTimeoutSeconds, MHD_OPTION_ARRAY, tlsOptions.data(), MHD_OPTION_END);
   if (daemon_ == nullptr) {
     throw std::runtime_error("cannot listen on " + options_.listenHost + ":" + std::to_string(options_.listenPort));
   }
@@ -132,14 +137,21 @@ void WebServer::Stop() {
 MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char* url, const char* method, const char*,
                              const char* data, size_t* size, void** state) try {
   WebServer& server = *static_cast<WebServer*>(self);
-  if (*state == nullptr) return server.Begin(connection, url, method, state);
+  if (*state == nullptr) {
+    const MHD_Result begun = server.Begin(connection, url, method, state);
+    // Without a request state the answer is queued already.
+    *state == nullptr ? server.guard_.Serving(connection) : server.guard_.HeadersDone(connection);
+    return begun;
+  }
   HostRequest& request = *static_cast<HostRequest*>(*state);
   if (request.CurrentStage() == HostRequest::Stage::kAnswered) return server.Reply(connection, request);
   if (*size != 0) {
+    server.guard_.BodyReceived(connection, *size);
     request.Input().Append(data, *size);
     *size = 0;
     return request.Input().MustClose() ? MHD_NO : MHD_YES;
   }
+  server.guard_.Serving(connection);
   request.Input().Finish();
   if (request.Input().Failed()) {
     return QueueTextReply(connection, static_cast<unsigned>(request.Input().ErrorStatus()),
@@ -256,7 +268,17 @@ MHD_Result WebServer::Reply(MHD_Connection* connection, HostRequest& request) {
   return QueuePluginReply(connection, request.Answer());
 }
 
-void WebServer::Completed(void*, MHD_Connection*, void** state, MHD_RequestTerminationCode) {
+MHD_Result WebServer::MayConnect(void* self, const sockaddr* address, socklen_t) {
+  return static_cast<WebServer*>(self)->guard_.MayConnect(address) ? MHD_YES : MHD_NO;
+}
+
+void WebServer::ConnectionNotice(void* self, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code) {
+  ConnectionGuard& guard = static_cast<WebServer*>(self)->guard_;
+  code == MHD_CONNECTION_NOTIFY_STARTED ? guard.Started(connection) : guard.Closed(connection);
+}
+
+void WebServer::Completed(void* self, MHD_Connection* connection, void** state, MHD_RequestTerminationCode) {
+  static_cast<WebServer*>(self)->guard_.RequestDone(connection);
   delete static_cast<HostRequest*>(*state);  // removes upload files the plug-in has not moved
   *state = nullptr;
 }

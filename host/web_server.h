@@ -13,6 +13,7 @@
 
 #include "host/audit_log.h"
 #include "host/authenticator.h"
+#include "host/connection_guard.h"
 #include "host/options.h"
 #include "host/plugin_dispatcher.h"
 #include "host/plugin_library.h"
@@ -41,6 +42,9 @@ class WebServer {
  private:
   static MHD_Result Access(void* self, MHD_Connection* connection, const char* url, const char* method,
                            const char* version, const char* data, size_t* size, void** state);
+  static MHD_Result MayConnect(void* self, const sockaddr* address, socklen_t length);
+  static void ConnectionNotice(void* self, MHD_Connection* connection, void** socketState,
+                               MHD_ConnectionNotificationCode code);
   static void Completed(void* self, MHD_Connection* connection, void** state, MHD_RequestTerminationCode code);
   MHD_Result Begin(MHD_Connection* connection, const char* url, const char* method, void** state);
   MHD_Result BeginFileDownload(MHD_Connection* connection, const std::string& path, const char* method);
@@ -54,6 +58,7 @@ class WebServer {
   const HostOptions& options_;
   const PluginLibrary& plugin_;
   Authenticator& authenticator_;
+  ConnectionGuard guard_;
   PluginDispatcher dispatcher_;
   bool tls_ = false;
   bool clientCertificates_ = false;

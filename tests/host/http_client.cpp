@@ -36,8 +36,14 @@ HttpAnswer Parse(const std::string& text) {
 
 }  // namespace
 
-int Connect(uint16_t port, const char* host) {
+int Connect(uint16_t port, const char* host, const char* source) {
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (source != nullptr) {
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    ::inet_pton(AF_INET, source, &local.sin_addr);
+    ::bind(socket, reinterpret_cast<sockaddr*>(&local), sizeof local);
+  }
   timeval timeout{20, 0};
   ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);

@@ -33,7 +33,8 @@ struct FormPart {
 std::string MultipartBody(const std::vector<FormPart>& parts);
 extern const char kMultipartType[];
 
-// A connected socket to host:port, for tests that send by hand.
-int Connect(uint16_t port, const char* host = "127.0.0.1");
+// A connected socket to host:port, for tests that send by hand; from the
+// `source` address when given (127.0.0.2 is a client of the network to the host).
+int Connect(uint16_t port, const char* host = "127.0.0.1", const char* source = nullptr);
 
 }  // namespace kx::test

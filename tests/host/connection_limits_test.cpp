@@ -1,0 +1,79 @@
+// What slow or many connections can take from kx-webhost: connections per
+// address, the time for a request's headers, the rate of a body.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/host/http_client.h"
+#include "tests/host/webhost_process.h"
+#include "tests/support/scratch_root.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using kx::test::Connect;
+using kx::test::Get;
+
+constexpr char kNetworkClient[] = "127.0.0.2";
+
+// True when the server closed the connection within `timeoutMs`.
+bool ClosedWithin(int socket, int timeoutMs) {
+  pollfd waiting{socket, POLLIN, 0};
+  char byte = 0;
+  return ::poll(&waiting, 1, timeoutMs) == 1 && ::recv(socket, &byte, 1, MSG_DONTWAIT) <= 0;
+}
+
+class WebhostConnectionLimits : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(host.Stop(SIGTERM), 0); }
+
+  kx::test::ScratchRoot root;
+  kx::test::WebhostProcess host{
+      {"--root", root.Path(), "--baseline", "--header-timeout", "1", "--max-client-connections", "4"}};
+};
+
+TEST_F(WebhostConnectionLimits, AnAddressHoldsOnlyItsShareOfConnections) {
+  std::vector<int> held;
+  for (int i = 0; i < 4; ++i) held.push_back(Connect(host.Port(), "127.0.0.1", kNetworkClient));
+  const int fifth = Connect(host.Port(), "127.0.0.1", kNetworkClient);
+  EXPECT_TRUE(ClosedWithin(fifth, 5000));
+  for (int i = 0; i < 4; ++i) EXPECT_FALSE(ClosedWithin(held[i], 0));
+  // The controller itself is not limited.
+  std::vector<int> local;
+  for (int i = 0; i < 6; ++i) local.push_back(Connect(host.Port()));
+  EXPECT_EQ(Get(host.Port(), "/swinstall/Ping").status, 200);
+  for (int socket : held) ::close(socket);
+  for (int socket : local) ::close(socket);
+  ::close(fifth);
+}
+
+// A byte now and then keeps a connection from the idle time-out, but not past
+// the time for the headers, nor past the body's rate.
+TEST_F(WebhostConnectionLimits, SlowHeadersAndSlowBodiesAreCutOff) {
+  const std::vector<std::string> starts = {
+      "GET /swinstall/Ping HTTP/1.1\r\nHost: x\r\nX-Slow: ",
+      "POST /swinstall/Ping HTTP/1.1\r\nHost: x\r\nContent-Type: text/plain\r\nContent-Length: 100000\r\n\r\n"};
+  for (const std::string& start : starts) {
+    const int socket = Connect(host.Port(), "127.0.0.1", kNetworkClient);
+    ASSERT_EQ(::send(socket, start.data(), start.size(), MSG_NOSIGNAL), static_cast<ssize_t>(start.size()));
+    const Clock::time_point began = Clock::now();
+    bool closed = false;
+    while (!closed && Clock::now() - began < std::chrono::seconds(10)) {
+      ::send(socket, "a", 1, MSG_NOSIGNAL);
+      closed = ClosedWithin(socket, 200);
+    }
+    EXPECT_TRUE(closed) << start.substr(0, 4);
+    ::close(socket);
+  }
+  EXPECT_EQ(Get(host.Port(), "/swinstall/Ping").status, 200);
+}
+
+}  // namespace
