@@ -6,7 +6,7 @@ namespace kx::webhost {
 
 const char kUsage[] =
     "usage: kx-webhost [--listen HOST:PORT] [--root DIR] [--plugin PATH] [--threads N]\n"
-    "                  [--max-body BYTES] [--max-text-body BYTES] [--max-connections N]\n"
+    "                  [--max-body BYTES] [--max-text-body BYTES] [--max-memory BYTES] [--max-connections N]\n"
     "                  [--max-client-connections N] [--header-timeout SEC] [--locator-port PORT] [--baseline]\n"
     "                  [--tls-cert FILE --tls-key FILE | --no-tls] [--tls-client-ca FILE]\n"
     "                  [--users FILE] [--anonymous-read]\n"
@@ -23,6 +23,8 @@ const char kHelp[] =
     "  --threads N           worker threads (4)\n"
     "  --max-body BYTES      largest request body (256 MiB)\n"
     "  --max-text-body BYTES largest body part held in memory (16 MiB)\n"
+    "  --max-memory BYTES    what all request bodies may hold in memory together (64 MiB);\n"
+    "                        a body that would go over it gets 503\n"
     "  --max-connections N   connections at once (256)\n"
     "  --max-client-connections N\n"
     "                        connections at once from one address other than loopback (32)\n"
@@ -101,6 +103,8 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
     } else if (option == "--max-text-body") {
       // ReadPostData reports the body size in 32 bits.
       options.maxTextBody = ParseNumber(option, value, 0, std::numeric_limits<uint32_t>::max());
+    } else if (option == "--max-memory") {
+      options.maxMemory = ParseNumber(option, value, 0, std::numeric_limits<int64_t>::max());
     } else if (option == "--max-connections") {
       options.maxConnections = static_cast<unsigned>(ParseNumber(option, value, 1, 100000));
     } else if (option == "--max-client-connections") {
@@ -126,6 +130,7 @@ HostOptions ParseOptions(const std::vector<std::string>& arguments) {
     throw UsageError("--tls-cert and --tls-key go together");
   }
   if (options.noTls && !options.tlsCertificate.empty()) throw UsageError("--no-tls with --tls-cert");
+  if (options.maxTextBody > options.maxMemory) throw UsageError("--max-text-body is larger than --max-memory");
   if (options.noTls && !options.tlsClientCa.empty()) throw UsageError("--tls-client-ca needs TLS, not --no-tls");
   if (!options.addUser.empty() && !options.removeUser.empty()) {
     throw UsageError("--add-user and --remove-user are separate commands");

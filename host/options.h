@@ -16,6 +16,7 @@ struct HostOptions {
   unsigned threads = 4;                // server threads, and workers calling the plug-in
   uint64_t maxBody = 256ull << 20;     // a larger body gets 413
   uint64_t maxTextBody = 16ull << 20;  // the part of a body held in memory (all but file uploads)
+  uint64_t maxMemory = 64ull << 20;    // what all requests' bodies may hold in memory together
   unsigned maxConnections = 256;
   unsigned maxClientConnections = 32;  // from one address other than loopback
   unsigned headerTimeout = 10;         // seconds for a request's headers, and a body's rate period

@@ -15,12 +15,13 @@ constexpr int kBadRequest = 400;
 constexpr int kTooLarge = 413;
 constexpr int kServerError = 500;
 constexpr int kInsufficientStorage = 507;
+constexpr int kBusy = 503;
 
 }  // namespace
 
 RequestBody::RequestBody(const BodyLimits& limits, const std::string& contentType,
                          std::optional<uint64_t> declaredLength, std::vector<webruntime::FormField> queryFields)
-    : limits_(limits), fields_(std::move(queryFields)) {
+    : limits_(limits), memory_(limits.budget), fields_(std::move(queryFields)) {
   if (!CheckFields()) return;
   const std::optional<HeaderValue> type = ParseHeaderValue(contentType);
   const std::string mediaType = type ? type->token : std::string();
@@ -35,7 +36,11 @@ RequestBody::RequestBody(const BodyLimits& limits, const std::string& contentTyp
   }
   urlEncoded_ = mediaType == "application/x-www-form-urlencoded";
   const uint64_t limit = parser_ ? limits_.maxBody : std::min(limits_.maxBody, limits_.maxText);
-  if (declaredLength && *declaredLength > limit) Fail(kTooLarge, "the request body is too large");
+  if (declaredLength && *declaredLength > limit) {
+    Fail(kTooLarge, "the request body is too large");
+  } else if (declaredLength && !parser_ && TakeMemory(*declaredLength)) {
+    text_.reserve(*declaredLength);  // grown once, not by doubling
+  }
 }
 
 void RequestBody::Append(const char* data, size_t size) {
@@ -52,12 +57,14 @@ void RequestBody::Append(const char* data, size_t size) {
     text_.append(data, size);
   }
   if (!Failed() && Text().size() > limits_.maxText) Fail(kTooLarge, "the request body is too large");
+  if (!Failed()) TakeMemory(Text().capacity());
 }
 
 void RequestBody::Finish() {
   if (Failed()) return;
   if (parser_) {
     if (!parser_->Finish() && !Failed()) Fail(kBadRequest, parser_->Error());
+    for (const TextSpan& span : spans_) fields_[span.field].value = Text().substr(span.offset, span.length);
   } else if (urlEncoded_) {
     ParseUrlEncoded(text_, fields_);
   }
@@ -89,6 +96,7 @@ bool RequestBody::OnPartBegin(const PartInfo& part) {
     uploads_.push_back({part.name, part.fileName, files_.back()->Path(), 0});
   } else {
     fields_.push_back({part.name, std::string()});
+    spans_.push_back({fields_.size() - 1, Text().size(), 0});  // the value follows the part's headers
   }
   inFilePart_ = part.isFile;
   if (part.name.size() > limits_.maxNameLength) return Fail(kBadRequest, "a form field name is too long");
@@ -97,7 +105,7 @@ bool RequestBody::OnPartBegin(const PartInfo& part) {
 
 bool RequestBody::OnPartData(const char* data, size_t size) {
   if (!inFilePart_) {
-    fields_.back().value.append(data, size);
+    spans_.back().length += size;  // the parser keeps the value's bytes in its text
     return true;
   }
   if (files_.back()->Write(data, size)) return true;
@@ -116,6 +124,10 @@ bool RequestBody::OnPartEnd() {
     ++droppedParts_;
   }
   return true;
+}
+
+bool RequestBody::TakeMemory(uint64_t bytes) {
+  return memory_.GrowTo(bytes) || Fail(kBusy, "the server holds too many request bodies: try again later");
 }
 
 bool RequestBody::Fail(int status, const std::string& text) {

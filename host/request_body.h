@@ -1,9 +1,11 @@
 #pragma once
 // The form fields, body text and uploaded files of one request, read as the
-// body arrives. A multipart form is split as it streams: text fields stay in
-// memory, file parts go straight to files in the upload directory. Any other
-// body is kept whole in memory. Limits are checked on the way; the first
-// problem found decides the answer (its status and text).
+// body arrives. A multipart form is split as it streams: its text (fields,
+// part headers) stays in memory once, file parts go straight to files in the
+// upload directory; the fields are taken from that text when the body is
+// complete. Any other body is kept whole in memory. Limits are checked on the
+// way; the first problem found decides the answer (its status and text). What
+// is held in memory is taken from the shared budget; over it, 503.
 
 #include <cstdint>
 #include <memory>
@@ -11,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "host/memory_budget.h"
 #include "host/multipart_parser.h"
 #include "host/upload_store.h"
 #include "platform/webruntime/web_runtime.h"
@@ -22,6 +25,7 @@ struct BodyLimits {
   uint64_t maxText = 0;    // what is held in memory: all but the content of file parts
   size_t maxFields = 200;  // form fields and file parts together
   size_t maxNameLength = 256;
+  MemoryBudget* budget = nullptr;  // shared by all requests; none: no limit
 };
 
 class RequestBody : private MultipartListener {
@@ -57,6 +61,7 @@ class RequestBody : private MultipartListener {
   bool OnPartEnd() override;
 
   bool CheckFields();
+  bool TakeMemory(uint64_t bytes);
   bool Fail(int status, const std::string& text);
 
   const BodyLimits limits_;
@@ -64,7 +69,15 @@ class RequestBody : private MultipartListener {
   bool urlEncoded_ = false;
   uint64_t received_ = 0;
   std::string text_;
+  MemoryShare memory_;
   std::vector<webruntime::FormField> fields_;
+  // Where a multipart text field's value lies in the parser's text, by field.
+  struct TextSpan {
+    size_t field = 0;
+    size_t offset = 0;
+    size_t length = 0;
+  };
+  std::vector<TextSpan> spans_;
   std::vector<webruntime::StoredUpload> uploads_;
   std::vector<std::unique_ptr<UploadFile>> files_;  // beside uploads_, one for one
   size_t droppedParts_ = 0;                         // empty file parts, not handed on

@@ -71,6 +71,15 @@ MHD_Result QueuePluginReply(MHD_Connection* connection, const Reply& reply) {
   return queued;
 }
 
+// A body refused for want of memory may be sent again soon.
+MHD_Result QueueBodyError(MHD_Connection* connection, const RequestBody& body) {
+  const auto status = static_cast<unsigned>(body.ErrorStatus());
+  if (status == MHD_HTTP_SERVICE_UNAVAILABLE) {
+    return QueueTextReply(connection, status, body.ErrorText() + "\n", MHD_HTTP_HEADER_RETRY_AFTER, "5");
+  }
+  return QueueTextReply(connection, status, body.ErrorText() + "\n");
+}
+
 void LogServerMessage(void*, const char* format, va_list arguments) {
   std::fputs("kx-webhost: ", stderr);
   std::vfprintf(stderr, format, arguments);
@@ -83,6 +92,7 @@ WebServer::WebServer(const HostOptions& options, const PluginLibrary& plugin, Au
       plugin_(plugin),
       authenticator_(authenticator),
       guard_(options.maxClientConnections, std::chrono::seconds(options.headerTimeout)),
+      memory_(options.maxMemory),
       dispatcher_(options.threads) {}
 
 void WebServer::Start(const TlsCredentials* tls) {
@@ -153,10 +163,7 @@ MHD_Result WebServer::Access(void* self, MHD_Connection* connection, const char*
   }
   server.guard_.Serving(connection);
   request.Input().Finish();
-  if (request.Input().Failed()) {
-    return QueueTextReply(connection, static_cast<unsigned>(request.Input().ErrorStatus()),
-                          request.Input().ErrorText() + "\n");
-  }
+  if (request.Input().Failed()) return QueueBodyError(connection, request.Input());
   return server.Dispatch(connection, request);
 } catch (...) {
   return MHD_NO;
@@ -183,14 +190,11 @@ MHD_Result WebServer::Begin(MHD_Connection* connection, const char* url, const c
   std::vector<webruntime::FormField> queryFields;
   MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, &CollectQueryField, &queryFields);
   const char* contentType = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_TYPE);
-  const BodyLimits limits{options_.maxBody, options_.maxTextBody};
+  BodyLimits limits{options_.maxBody, options_.maxTextBody};
+  limits.budget = &memory_;
   auto request = std::make_unique<HostRequest>(path, *name, limits, contentType == nullptr ? "" : contentType,
                                                DeclaredLength(connection), std::move(queryFields));
-  if (request->Input().Failed()) {
-    // Answered before the body is read; the server then closes the connection.
-    return QueueTextReply(connection, static_cast<unsigned>(request->Input().ErrorStatus()),
-                          request->Input().ErrorText() + "\n");
-  }
+  if (request->Input().Failed()) return QueueBodyError(connection, request->Input());  // before the body is read
   request->Subject() = std::move(subject);
   *state = request.release();
   return MHD_YES;

@@ -14,6 +14,7 @@
 #include "host/audit_log.h"
 #include "host/authenticator.h"
 #include "host/connection_guard.h"
+#include "host/memory_budget.h"
 #include "host/options.h"
 #include "host/plugin_dispatcher.h"
 #include "host/plugin_library.h"
@@ -59,6 +60,7 @@ class WebServer {
   const PluginLibrary& plugin_;
   Authenticator& authenticator_;
   ConnectionGuard guard_;
+  MemoryBudget memory_;
   PluginDispatcher dispatcher_;
   bool tls_ = false;
   bool clientCertificates_ = false;

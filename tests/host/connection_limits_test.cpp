@@ -1,5 +1,6 @@
 // What slow or many connections can take from kx-webhost: connections per
-// address, the time for a request's headers, the rate of a body.
+// address, the time for a request's headers, the rate of a body, the memory
+// that unfinished bodies hold.
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -74,6 +75,37 @@ TEST_F(WebhostConnectionLimits, SlowHeadersAndSlowBodiesAreCutOff) {
     ::close(socket);
   }
   EXPECT_EQ(Get(host.Port(), "/swinstall/Ping").status, 200);
+}
+
+// Bodies held in memory share one budget: one that would go over it is refused
+// with 503 before it is read, and its share comes back when a request ends.
+TEST(WebhostMemoryBudget, BodiesOverTheBudgetAreRefusedBeforeTheyAreRead) {
+  kx::test::ScratchRoot root;
+  kx::test::WebhostProcess host{
+      {"--root", root.Path(), "--baseline", "--max-memory", "200000", "--max-text-body", "150000"}};
+  const auto head = [](size_t length) {
+    return "POST /swinstall/Ping HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Type: text/plain\r\n"
+           "Content-Length: " +
+           std::to_string(length) + "\r\n\r\n";
+  };
+  const int holding = Connect(host.Port());
+  const std::string start = head(150000) + std::string(1000, 'a');
+  ASSERT_EQ(::send(holding, start.data(), start.size(), MSG_NOSIGNAL), static_cast<ssize_t>(start.size()));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+
+  const kx::test::HttpAnswer refused = kx::test::Exchange(host.Port(), head(100000) + std::string(100000, 'b'));
+  EXPECT_EQ(refused.status, 503);
+  EXPECT_EQ(refused.headers.count("retry-after"), 1u);
+  EXPECT_EQ(kx::test::Exchange(host.Port(), head(40000) + std::string(40000, 'c')).status, 200) << "within the rest";
+
+  const std::string rest(149000, 'a');
+  ASSERT_EQ(::send(holding, rest.data(), rest.size(), MSG_NOSIGNAL), static_cast<ssize_t>(rest.size()));
+  char answer[12] = {};
+  EXPECT_EQ(::recv(holding, answer, sizeof answer - 1, MSG_WAITALL), 11);
+  EXPECT_STREQ(answer, "HTTP/1.1 20");
+  ::close(holding);
+  EXPECT_EQ(kx::test::Exchange(host.Port(), head(100000) + std::string(100000, 'b')).status, 200) << "given back";
+  EXPECT_EQ(host.Stop(SIGTERM), 0);
 }
 
 }  // namespace
