@@ -44,8 +44,8 @@ class WebhostConnectionLimits : public testing::Test {
 TEST_F(WebhostConnectionLimits, AnAddressHoldsOnlyItsShareOfConnections) {
   std::vector<int> held;
   for (int i = 0; i < 4; ++i) held.push_back(Connect(host.Port(), "127.0.0.1", kNetworkClient));
-  // Connections accepted at the same instant by two server threads may both
-  // pass the count; these are accepted one after the other.
+  // Two connections accepted at the same instant by two server threads may both
+  // pass the count: the fifth comes once the four are counted.
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   const int fifth = Connect(host.Port(), "127.0.0.1", kNetworkClient);
   EXPECT_TRUE(ClosedWithin(fifth, 5000));
