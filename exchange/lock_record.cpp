@@ -43,7 +43,9 @@ std::optional<std::string> Unescaped(std::string_view text) {
       plain += '\\';
       at += 1;
     } else if (at + 3 < text.size() && text[at + 1] == 'x' && HexValue(text[at + 2]) >= 0 &&
-               HexValue(text[at + 3]) >= 0) {
+               HexValue(text[at + 3]) >= 0 &&
+               IsControl(static_cast<unsigned char>(HexValue(text[at + 2]) * 16 + HexValue(text[at + 3])))) {
+      // Only what the writer escapes: one ID has one line.
       plain += static_cast<char>(HexValue(text[at + 2]) * 16 + HexValue(text[at + 3]));
       at += 3;
     } else {

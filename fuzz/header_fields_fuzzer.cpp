@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     case 2: {
       const uint64_t fileSize = text.size() * 977u;
       const kx::webhost::ByteRange range = kx::webhost::ParseByteRange(text.c_str(), fileSize);
-      if (range.kind == kx::webhost::ByteRange::Kind::kPart) Require(range.first <= range.last && range.last < fileSize);
+      if (range.kind == kx::webhost::ByteRange::Kind::kPart)
+        Require(range.first <= range.last && range.last < fileSize);
       break;
     }
     default: {

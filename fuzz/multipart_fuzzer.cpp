@@ -55,7 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Outcome whole = Parse(body, 0);
   for (const size_t piece : {1, 2, 3, 7, 64}) {
     const Outcome split = Parse(body, piece);
-    if (split.accepted != whole.accepted || (whole.accepted && (split.events != whole.events || split.text != whole.text))) {
+    if (split.accepted != whole.accepted ||
+        (whole.accepted && (split.events != whole.events || split.text != whole.text))) {
       std::abort();
     }
   }

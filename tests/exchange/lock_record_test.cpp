@@ -32,7 +32,7 @@ TEST(LockRecord, HolderCannotForgeALine) {
 
 TEST(LockRecord, MalformedIdLinesNameNoAction) {
   for (const std::string& line : {""s, "Holder=x"s, "id=A1"s, "Id=a\\"s, "Id=a\\x4"s, "Id=a\\x4g"s, "Id=a\\x4a"s,
-                                  "Id=a\\n"s, "Id=a\tb"s, "Id=a\nb"s}) {
+                                  "Id=a\\x41"s, "Id=a\\n"s, "Id=a\tb"s, "Id=a\nb"s}) {
     EXPECT_EQ(LockRecordActionId(line), std::nullopt) << line;
   }
   EXPECT_EQ(LockRecordActionId("Id="), "");
