@@ -93,6 +93,7 @@ int Document::SetText(std::string_view section, std::string_view key, std::strin
   if (quote != 0 && quote != '"' && quote != '\'') return kErrorInvalid;
   // The value is C text to the file: it ends at a NUL.
   value = value.substr(0, value.find('\0'));
+  if (!IsValidValue(value, quote)) return kErrorInvalid;
   try {
     Key& entry = KeyFor(SectionIndexFor(std::string(section)), std::string(key));
     entry.value.assign(value);

@@ -2,12 +2,11 @@
 // An INI document in memory: sections of keys with values and comments, plus
 // the settings that steer how it is written to a file.
 //
-// Names and comments are refused when a file could not carry them. Values are
-// written as given: one that holds a line end continues on the next lines of the
-// file (and those lines are read as lines of their own), one that starts and
-// ends with a quote character without being set quoted loses those quotes on
-// reading. Names are compared byte-wise, case-sensitively. The section named "" is the unnamed
-// leading section: it is always written first and without a header.
+// Whatever a document holds reads back the same once written (comments only
+// when written with kOptionComments): the setters refuse what a file could not
+// carry, and a loaded file yields nothing else. Names are compared byte-wise,
+// case-sensitively. The section named "" is the unnamed leading section: it is
+// always written first and without a header.
 
 #include <cstdint>
 #include <cstdio>
@@ -23,13 +22,13 @@ namespace kx::ini {
 struct Key {
   std::string name;
   std::string value;
-  std::vector<std::string> comments;  // whole lines, each starting with ';' or '#'
+  std::vector<std::string> comments;  // lines before the key: ';' or '#' comments, "" for a blank line
   char quote = 0;                     // '"' or '\'' around the value, 0 for none
 };
 
 struct Section {
   std::string name;                   // "" for the unnamed leading section
-  std::vector<std::string> comments;  // never written for the unnamed section
+  std::vector<std::string> comments;  // lines before the header; the unnamed section has none
   std::vector<Key> keys;
 };
 
@@ -52,6 +51,8 @@ class Document {
   uint32_t Stamp() const { return stamp_; }
 
   const std::vector<Section>& Sections() const { return sections_; }
+  // Comment and blank lines after the last key of a loaded file.
+  const std::vector<std::string>& TrailingComments() const { return trailingComments_; }
   const Section* FindSection(std::string_view section) const;
   const Key* FindKey(std::string_view section, std::string_view key) const;
 
@@ -62,15 +63,17 @@ class Document {
   bool GetUInt32(std::string_view section, std::string_view key, uint32_t& value) const;
 
   // Setters create the section and key when missing and return kOk, or
-  // kErrorInvalid for a name or quote the file could not carry, or
+  // kErrorInvalid for what the file could not carry (see ini_syntax.h: line ends,
+  // names read otherwise, an unquoted value wrapped in quotes), or
   // kErrorNoMemory. `quote` is 0 (written without quotes), '"' or '\''. A text
   // value ends at its first NUL, as C text would.
   [[nodiscard]] int SetText(std::string_view section, std::string_view key, std::string_view value, char quote = 0);
   [[nodiscard]] int SetInt32(std::string_view section, std::string_view key, int32_t value);
   [[nodiscard]] int SetUInt32(std::string_view section, std::string_view key, uint32_t value);
 
-  // Appends a comment line (starting with ';' or '#') to a key, or to the
-  // section itself when `key` is empty. Comments are written with kOptionComments.
+  // Appends a comment line (starting with ';' or '#', or "" for a blank line)
+  // to a key, or to the section itself when `key` is empty. Comments are
+  // written with kOptionComments.
   [[nodiscard]] int AddComment(std::string_view section, std::string_view key, std::string_view line);
 
   // Replaces the sections with those read from the file at `path` (see ini_file.cpp).
@@ -95,6 +98,7 @@ class Document {
   void RecordFile(const std::string& path);
 
   std::vector<Section> sections_;
+  std::vector<std::string> trailingComments_;
   std::unordered_map<std::string, size_t> sectionIndex_;  // name -> position in sections_
   std::unordered_map<std::string, size_t> keyIndex_;      // section '\0' key -> position in keys
 

@@ -56,6 +56,7 @@ int Document::Load(const std::string& path) {
     result = ParseText(text, parsed);
     if (result < 0) return result;
     sections_ = std::move(parsed.sections_);
+    trailingComments_ = std::move(parsed.trailingComments_);
     sectionIndex_ = std::move(parsed.sectionIndex_);
     keyIndex_ = std::move(parsed.keyIndex_);
     fileName_ = path;

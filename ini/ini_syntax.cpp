@@ -6,6 +6,14 @@ bool HasLineBreakOrNul(std::string_view text) {
   return text.find_first_of(std::string_view("\n\r\0", 3)) != std::string_view::npos;
 }
 
+bool IsWrappedIn(std::string_view text, char quote) {
+  return text.size() >= 2 && text.front() == quote && text.back() == quote;
+}
+
+bool LooksQuoted(std::string_view text) {
+  return !text.empty() && IsQuoteChar(text.front()) && IsWrappedIn(text, text.front());
+}
+
 bool SplitContinuationName(std::string_view name, std::string_view& base, uint32_t& number) {
   size_t digitsStart = name.size();
   while (digitsStart > 0 && name[digitsStart - 1] >= '0' && name[digitsStart - 1] <= '9') {
@@ -37,13 +45,18 @@ bool IsValidKeyName(std::string_view name) {
   }
   if (IsBlank(name.front()) || IsBlank(name.back())) return false;
   if (name.front() == '[' || IsCommentChar(name.front())) return false;
+  if (name.substr(0, kByteOrderMark.size()) == kByteOrderMark) return false;
   std::string_view base;
   uint32_t number = 0;
   return !SplitContinuationName(name, base, number);
 }
 
+bool IsValidValue(std::string_view value, char quote) {
+  return !HasLineBreakOrNul(value) && (quote != 0 || !LooksQuoted(value));
+}
+
 bool IsValidComment(std::string_view line) {
-  return !line.empty() && IsCommentChar(line.front()) && !HasLineBreakOrNul(line);
+  return line.empty() || (IsCommentChar(line.front()) && !HasLineBreakOrNul(line));
 }
 
 }  // namespace kx::ini

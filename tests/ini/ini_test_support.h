@@ -1,6 +1,6 @@
 #pragma once
 // Helpers shared by the INI tests: a scratch directory, whole-file reads and
-// writes, and a document rendered to text.
+// writes, a document rendered to text, and a document's content for comparing.
 
 #include <cstdio>
 #include <stdexcept>
@@ -25,6 +25,26 @@ inline std::string Render(Document& document) {
   text.resize(std::fread(text.data(), 1, text.size(), stream));
   std::fclose(stream);
   return result < 0 ? "error " + std::to_string(result) : text;
+}
+
+// Everything a document holds, one field per line (nothing in it holds a line
+// feed); comments only when `withComments`, since only then are they written.
+inline std::string Dump(const Document& document, bool withComments) {
+  std::string out;
+  const auto comments = [&](const std::vector<std::string>& lines) {
+    if (withComments)
+      for (const std::string& line : lines) out += "C" + line + "\n";
+  };
+  for (const Section& section : document.Sections()) {
+    out += "S" + section.name + "\n";
+    comments(section.comments);
+    for (const Key& key : section.keys) {
+      out += "K" + key.name + "\n" + (key.quote != 0 ? key.quote : '-') + key.value + "\n";
+      comments(key.comments);
+    }
+  }
+  comments(document.TrailingComments());
+  return out;
 }
 
 }  // namespace kx::ini::test
