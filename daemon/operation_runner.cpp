@@ -2,53 +2,35 @@
 
 #include <sys/stat.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 
 #include "daemon/rooted_target.h"
-#include "ini/ini_document.h"
-#include "ini/ini_parser.h"
-#include "ini/ini_writer.h"
+#include "ini/ini_merge.h"
 #include "kx/tal/path.h"
+#include "kx/tal/text_file.h"
 
 namespace kx::daemon {
 namespace {
 
 using Kind = FileOperation::Kind;
 
-std::string Render(const ini::Document& document, const std::string& path) {
-  char* buffer = nullptr;
-  size_t size = 0;
-  FILE* stream = ::open_memstream(&buffer, &size);
-  if (stream == nullptr) throw std::runtime_error("cannot render " + path);
-  const int result = ini::WriteDocument(document, stream);
-  std::fclose(stream);
-  std::string text(buffer, size);
-  std::free(buffer);
-  if (result < 0) throw std::runtime_error("cannot render " + path);
-  return text;
-}
-
-// Merges the keys of `text` into the INI file, which keeps its mode and owner.
+// Merges the keys of `text` into the INI file, which keeps its mode and owner,
+// every other key and its comments and blank lines.
 void MergeIni(Transaction& transaction, const std::string& path, const std::string& text) {
-  ini::Document document;
+  std::string current;
   FileAttributes attributes;
   struct stat info {};
   if (LStat(path, info)) {
-    if (document.Load(path) < 0) throw std::runtime_error("cannot read the INI file " + path);
+    try {
+      current = tal::ReadWholeFile(path);
+    } catch (const std::exception&) {
+      throw std::runtime_error("cannot read the INI file " + path);
+    }
     attributes = FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid};
   }
-  ini::Document merge;
-  if (ini::ParseText(text, merge) < 0) throw std::runtime_error("cannot read the INI text for " + path);
-  for (const ini::Section& section : merge.Sections()) {
-    for (const ini::Key& key : section.keys) {
-      if (document.SetText(section.name, key.name, key.value, key.quote) < 0) {
-        throw std::runtime_error("cannot set " + section.name + "/" + key.name + " in " + path);
-      }
-    }
-  }
-  transaction.WriteText(path, Render(document, path), attributes);
+  std::string merged;
+  if (ini::MergeText(current, text, merged) < 0) throw std::runtime_error("cannot merge the INI text into " + path);
+  transaction.WriteText(path, merged, attributes);
 }
 
 }  // namespace

@@ -13,7 +13,8 @@
 //    other bytes, binary ones included, are kept as they are.
 //  - A line holding a NUL byte is ignored: no setter can produce one, and C
 //    strings would silently cut it.
-//  - Blanks and byte-order marks at the start of a line are ignored.
+//  - A byte-order mark at the start of the text is no part of any line. Blanks
+//    and byte-order marks at the start of a line are ignored.
 //  - Empty lines and lines starting with ';' or '#' go with the next header or
 //    key, or else to the end of the document. The empty line that the writer
 //    puts between sections is dropped again.
@@ -173,6 +174,8 @@ class Parser {
 };
 
 int ParseText(std::string_view text, Document& document) {
+  // The file's own mark is no line: a file holding only the mark holds nothing.
+  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) text.remove_prefix(kByteOrderMark.size());
   try {
     Parser parser(document);
     while (!text.empty()) {

@@ -1,6 +1,8 @@
 #include "ini/ini_writer.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "ini/ini_syntax.h"
@@ -83,6 +85,18 @@ int WriteDocument(const Document& document, std::FILE* stream) {
   if (withComments) WriteLines(document.TrailingComments(), stream);
   if (std::fflush(stream) != 0 || std::ferror(stream) != 0) return kErrorWriteFailed;
   return kOk;
+}
+
+int WriteText(const Document& document, std::string& text) {
+  char* buffer = nullptr;
+  size_t size = 0;
+  std::FILE* stream = ::open_memstream(&buffer, &size);
+  if (stream == nullptr) return kErrorNoMemory;
+  const int result = WriteDocument(document, stream);
+  std::fclose(stream);  // sets buffer and size
+  const std::unique_ptr<char, void (*)(void*)> owned(buffer, std::free);
+  if (result >= 0) text.assign(buffer, size);
+  return result;
 }
 
 }  // namespace kx::ini
