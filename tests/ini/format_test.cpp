@@ -128,11 +128,12 @@ Document RandomDocument(std::mt19937& random, int& accepted) {
   return document;
 }
 
-// A few hundred documents, each under its own write settings.
+// Over a thousand documents, each under its own write settings.
 TEST(IniFormatTest, SaveThenLoadGivesTheSameDocument) {
   test::ScratchDir dir;
   std::mt19937 random(20);
   int accepted = 0;
+  int compared = 0;
   for (uint32_t options = 0; options < 64; ++options) {
     for (int32_t maxLength : {-1, 22, 37, 120}) {
       for (char breakChar : {'\0', ',', ' ', '"'}) {
@@ -146,10 +147,13 @@ TEST(IniFormatTest, SaveThenLoadGivesTheSameDocument) {
         const bool comments = (options & kOptionComments) != 0;
         ASSERT_EQ(test::Dump(written, comments), test::Dump(read, comments))
             << "options " << options << " max " << maxLength << " break " << int(breakChar);
+        ++compared;
       }
     }
   }
-  EXPECT_GT(accepted, 2000);  // not a test of refusals alone
+  // Not a test of refusals or of too narrow lines alone.
+  EXPECT_GT(accepted, 2000);
+  EXPECT_GT(compared, 900);
 }
 
 }  // namespace

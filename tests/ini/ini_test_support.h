@@ -28,22 +28,23 @@ inline std::string Render(Document& document) {
 }
 
 // Everything a document holds, one field per line (nothing in it holds a line
-// feed); comments only when `withComments`, since only then are they written.
+// feed), comments before what they belong to as in the file; comments only
+// when `withComments`, since only then are they written.
 inline std::string Dump(const Document& document, bool withComments) {
   std::string out;
-  const auto comments = [&](const std::vector<std::string>& lines) {
+  const auto comments = [&](const std::vector<std::string>& lines, const char* mark) {
     if (withComments)
-      for (const std::string& line : lines) out += "C" + line + "\n";
+      for (const std::string& line : lines) out += mark + line + "\n";
   };
   for (const Section& section : document.Sections()) {
+    comments(section.comments, "C");
     out += "S" + section.name + "\n";
-    comments(section.comments);
     for (const Key& key : section.keys) {
+      comments(key.comments, "C");
       out += "K" + key.name + "\n" + (key.quote != 0 ? key.quote : '-') + key.value + "\n";
-      comments(key.comments);
     }
   }
-  comments(document.TrailingComments());
+  comments(document.TrailingComments(), "T");
   return out;
 }
 
