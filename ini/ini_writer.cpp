@@ -67,7 +67,7 @@ int WriteDocument(const Document& document, std::FILE* stream) {
   const uint32_t options = document.Options();
   const bool withComments = (options & kOptionComments) != 0;
   const char* separator = (options & kOptionSpacedSeparator) != 0 ? " = " : "=";
-  if ((options & kOptionByteOrderMark) != 0) std::fwrite(kByteOrderMark.data(), 1, kByteOrderMark.size(), stream);
+  if ((options & kOptionByteOrderMark) != 0) std::fputs("\xEF\xBB\xBF", stream);
   bool firstSection = true;
   for (const Section& section : document.Sections()) {
     if (withComments && !firstSection) std::fputc('\n', stream);
