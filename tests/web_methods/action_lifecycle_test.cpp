@@ -187,7 +187,8 @@ TEST_P(ActionLifecycleTest, RefusedActionIdsAndAnotherHolderChangeNothing) {
   EXPECT_FALSE(std::filesystem::exists(ExchangeDirectory() + "/B"));
 }
 
-// Values are written as given; lines they spill onto never replace a key written before them.
+// Values are written as given; one the file cannot carry (a line end in it,
+// which would add keys) is refused and nothing is written.
 TEST_P(ActionLifecycleTest, PostActionFile) {
   ASSERT_EQ(Run("BeginAction", BeginForm("A1")).status, 200);
   // A directory in the file's place cannot be replaced.
@@ -196,10 +197,14 @@ TEST_P(ActionLifecycleTest, PostActionFile) {
   EXPECT_EQ(Run("FinalizeAction", Finalize("A1")).output, Answer("FinalizeAction", kSaveFailed));
   EXPECT_EQ(TakeRestarts(), 0);
   std::filesystem::remove(file);
-  EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a\nRetval=1\r\nOptions=2")).output, Answer("FinalizeAction", 0));
+  EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a\nRetval=1\r\nOptions=2")).output,
+            Answer("FinalizeAction", kValueFailed));
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_EQ(TakeRestarts(), 0);
+  EXPECT_EQ(Run("FinalizeAction", Finalize("A1", "a=[b]")).output, Answer("FinalizeAction", 0));
   EXPECT_EQ(IniText(file, "PostAction", "Retval") + "|" + IniText(file, "PostAction", "Options") + "|" +
                 IniText(file, "PostAction", "Action"),
-            "0|7|a");
+            "0|7|a=[b]");
 }
 
 TEST_P(ActionLifecycleTest, SoftwareUpdatePreCheck) {

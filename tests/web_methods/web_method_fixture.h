@@ -31,6 +31,7 @@ constexpr int32_t kFail = int32_t(0x80004005u);
 constexpr int32_t kInvalidArgument = int32_t(0x80070057u);
 constexpr int32_t kNotLockHolder = int32_t(0x800407E2u);
 constexpr int32_t kSaveFailed = int32_t(0x80041CF0u);
+constexpr int32_t kValueFailed = int32_t(0x8007000Eu);  // a request-file value the file cannot carry
 
 // The whole answer of most methods: `<method Result="result"/>`, no line end.
 inline std::string Answer(const std::string& method, int32_t result) {
