@@ -121,13 +121,15 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
     KX_LOG(kError2, "Config.old found on the target: Error during last installation");
   }
 
+  tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
+  // The action may have ended since its lock was checked (the daemon's
+  // post-action, a cancel), and another may hold the current action directory
+  // now. Under the mutex the lock stays as found until the catalogue is placed.
+  if (!Services().actionLock.IsHeldBy(command.actionId)) return exchange::kResultNotLockHolder;
   const std::string installCdfPath = exchange::RequestFilePath(exchange::kInstallCatalogueName);
-  int32_t result;
-  {
-    tal::osdep::NamedMutexLock progressLock(actions::ProgressMutex());
-    result = PlaceCatalogue(source, body, installCdfPath);
-    KX_LOG(kInfo, "installCdfPath: " + installCdfPath);
-  }
+  const int32_t result = PlaceCatalogue(source, body, installCdfPath);
+  KX_LOG(kInfo, "installCdfPath: " + installCdfPath);
+  progressLock.Release();
   restart = result >= 0;
   return result;
 }

@@ -1,15 +1,17 @@
 #include "platform/action_lock.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <ctime>
-#include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "exchange/action_directory_name.h"
+#include "exchange/ipc_names.h"
 #include "exchange/lock_record.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
@@ -18,8 +20,8 @@
 #include "kx/tal/exception/os_exception.h"
 #include "kx/tal/file_finder.h"
 #include "kx/tal/log.h"
+#include "kx/tal/osdep/named_mutex.h"
 #include "kx/tal/osdep/posix_io.h"
-#include "kx/tal/osdep/shared_file.h"
 #include "kx/tal/path.h"
 #include "kx/tal/text_file.h"
 #include "platform/ownership.h"
@@ -33,18 +35,24 @@ using exchange::kResultFail;
 using exchange::kResultInvalidArgument;
 using exchange::kResultNotLockHolder;
 using exchange::kResultOk;
+using tal::logmask::kError;
+using tal::logmask::kError2;
 
 constexpr mode_t kDirectoryMode = 0775;
 constexpr mode_t kFileMode = 0664;
 
-// Holds the service's flock for its lifetime. The lock file is opened anew each
-// time, so threads of one process exclude each other as processes do.
+// Holds the progress mutex for its lifetime. The web methods check the lock and
+// place their request files under it, so nothing slips into an action directory
+// while the service changes it. A thread may take it again, so a handler that
+// holds it already can call the service. Made anew for each operation: a forked
+// process gets its own.
 class ServiceLock {
  public:
-  ServiceLock() : file_(tal::osdep::SharedFilePath("kx_platform_ActionLock"), O_RDWR) { file_.Lock(); }
+  ServiceLock() : mutex_(exchange::kProgressMutexName), lock_(mutex_) {}
 
  private:
-  tal::osdep::SharedFile file_;
+  tal::osdep::NamedMutex mutex_;
+  tal::osdep::NamedMutexLock lock_;
 };
 
 std::string ActionDirectory(const std::string& actionId) {
@@ -64,17 +72,59 @@ std::vector<std::string> ExchangeEntries() {
 // The largest lock record: an escaped ID of 4 KiB, a holder of 1 KiB, a pid and a time.
 constexpr size_t kMaxRecordSize = 4 * exchange::kMaxActionIdLength + exchange::kMaxLockHolderLength + 128;
 
-// True when the record at `path` is a regular file (not a link) whose first line names `actionId`.
-bool RecordNames(const std::string& path, const std::string& actionId) {
-  const std::optional<std::string> record = tal::osdep::ReadSmallRegularFile(path, kMaxRecordSize, false);
-  return record && record->rfind(exchange::LockRecordIdLine(actionId), 0) == 0;
+bool IsRealDirectory(const std::string& path) {
+  struct stat info;
+  return ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+// The action ID that holds a lock in `entry`: a directory (not a link) with a
+// regular record whose ID the directory is named after, as CreateLock makes it.
+// Nothing for any other entry.
+std::optional<std::string> LockHolder(const std::string& entry) {
+  if (!IsRealDirectory(entry)) return std::nullopt;
+  const std::optional<std::string> record =
+      tal::osdep::ReadSmallRegularFile(tal::JoinPath(entry, exchange::kLockRecordName), kMaxRecordSize, false);
+  if (!record) return std::nullopt;
+  std::optional<std::string> id = exchange::LockRecordActionId(std::string_view(*record).substr(0, record->find('\n')));
+  if (!id || !exchange::IsAcceptableActionId(*id) || exchange::ActionDirectoryName(*id) != tal::LastComponent(entry)) {
+    return std::nullopt;
+  }
+  return id;
 }
 
 // Called with the service lock held.
 bool IsHeldBy(const std::string& actionId) {
   const std::vector<std::string> entries = ExchangeEntries();
-  return entries.size() == 1 && entries.front() == ActionDirectory(actionId) && tal::IsDirectory(entries.front()) &&
-         RecordNames(RecordPath(actionId), actionId);
+  return entries.size() == 1 && entries.front() == ActionDirectory(actionId) && LockHolder(entries.front()) == actionId;
+}
+
+// Takes `entry` out of the action exchange directory in one rename, so that a
+// lock's record and its directory go together, and then deletes it. Beside the
+// exchange directory, on the same file system, each entry gets a fresh
+// directory of its own, so that remains of an earlier deletion never stand in
+// the way. Throws when the entry cannot be moved: then nothing has changed.
+// What cannot be deleted stays there, logged, until the next removal tries again.
+void Discard(const std::string& entry) {
+  const std::string removal = exchange::ActionExchangeDirectory() + ".removed";
+  tal::CreateDirectories(removal, 0700);
+  std::string holder = tal::JoinPath(removal, "XXXXXX");
+  if (::mkdtemp(holder.data()) == nullptr) KX_THROW(tal::osdep::PosixError);
+  if (::rename(entry.c_str(), tal::JoinPath(holder, tal::LastComponent(entry)).c_str()) != 0) {
+    const int error = errno;
+    ::rmdir(holder.c_str());
+    KX_THROW(tal::osdep::PosixError, error);
+  }
+  if (RemoveDirHierarchy(removal) != 0) KX_LOG(kError2, "Could not delete all of " + removal);
+}
+
+// Entries that hold no lock: the remains of a removal or a start cut short, or
+// files put there by hand. Left there they would refuse every later action.
+void ClearLeftovers() {
+  for (const std::string& entry : ExchangeEntries()) {
+    if (LockHolder(entry)) continue;
+    KX_LOG(kError, "Removing " + entry + " from the action exchange directory: it holds no lock record");
+    Discard(entry);
+  }
 }
 
 // Creates the action's directory and record; called with the service lock held
@@ -111,6 +161,7 @@ int32_t ObtainActionLock(const std::string& actionId, const std::string& customL
   if (!kx::exchange::IsAcceptableActionId(actionId)) return kResultInvalidArgument;
   try {
     ServiceLock serviceLock;
+    ClearLeftovers();
     if (IsHeldBy(actionId)) {
       lockFilePath = RecordPath(actionId);
       return kResultAlreadyHeld;
@@ -125,7 +176,7 @@ int32_t ObtainActionLock(const std::string& actionId, const std::string& customL
     lockFilePath = RecordPath(actionId);
     return kResultOk;
   } catch (const kx::tal::exception::Exception& error) {
-    KX_LOG(kx::tal::logmask::kError2, std::string("ObtainActionLock failed: ") + error.what());
+    KX_LOG(kError2, std::string("ObtainActionLock failed: ") + error.what());
     return kResultFail;
   }
 }
@@ -146,8 +197,10 @@ int32_t RemoveActionLock(const std::string& actionId) {
   try {
     ServiceLock serviceLock;
     if (!IsHeldBy(actionId)) return kResultNotLockHolder;
-    return RemoveDirHierarchy(ActionDirectory(actionId)) == 0 ? kResultOk : kResultFail;
-  } catch (const kx::tal::exception::Exception&) {
+    Discard(ActionDirectory(actionId));
+    return kResultOk;
+  } catch (const kx::tal::exception::Exception& error) {
+    KX_LOG(kError2, std::string("RemoveActionLock failed: ") + error.what());
     return kResultFail;
   }
 }
@@ -157,7 +210,14 @@ int32_t ForceRemoveActionLock() {
   try {
     ServiceLock serviceLock;
     bool removedAll = true;
-    for (const std::string& entry : ExchangeEntries()) removedAll = RemoveDirHierarchy(entry) == 0 && removedAll;
+    for (const std::string& entry : ExchangeEntries()) {
+      try {
+        Discard(entry);
+      } catch (const kx::tal::exception::Exception& error) {
+        KX_LOG(kError2, "Could not remove " + entry + ": " + error.what());
+        removedAll = false;
+      }
+    }
     return removedAll ? kResultOk : kResultFail;
   } catch (const kx::tal::exception::Exception&) {
     return kResultFail;

@@ -7,9 +7,12 @@
 // record exchange::kLockRecordName (format in exchange/lock_record.h). The lock
 // is held while the action exchange directory has any entry; it is held by an
 // ID when that is the only entry, it is the ID's directory, and its record
-// names the whole ID. Every operation runs under an flock on
-// "kx_platform_ActionLock" in the shared-file directory, so processes and
-// threads see each step whole.
+// names the whole ID. Every operation runs under the progress mutex
+// (exchange::kProgressMutexName), under which the web methods also check the
+// lock and place their request files, so processes and threads see each step
+// whole. A lock is removed all at once: its directory is renamed out of the
+// action exchange directory before it is deleted, so a request file arriving
+// meanwhile can never leave a directory without its record behind.
 //
 // Action IDs are opaque: any non-empty text of at most 4096 bytes. A longer or
 // empty one is refused with 0x80070057 and touches nothing.
@@ -19,7 +22,9 @@
 
 // Takes the lock for `actionId`: creates the action exchange directory when
 // missing, the action's directory and its lock record (owner "opuser", group
-// "kx"; modes 0775 and 0664), and hands back the record's path. 0 when taken,
+// "kx"; modes 0775 and 0664), and hands back the record's path. Entries of the
+// action exchange directory that hold no lock record are removed first, and
+// logged: remains of a run cut short must not block the service. 0 when taken,
 // 1 when this ID holds it already (the path is handed back too), 0x800407E2 when
 // another action holds it, 0x80070057 for an unacceptable ID, 0x80004005 when
 // the files cannot be made.
@@ -30,7 +35,8 @@
 [[nodiscard]] int32_t HasActionLock(const std::string& actionId);
 
 // Releases the lock of `actionId` and removes its directory: 0; 0x800407E2 when
-// that ID does not hold the lock, 0x80004005 when the directory cannot be removed.
+// that ID does not hold the lock, 0x80004005 when the directory cannot be moved
+// out of the action exchange directory (then the lock stays as it was).
 [[nodiscard]] int32_t RemoveActionLock(const std::string& actionId);
 
 // Removes every entry of the action exchange directory, whoever holds the lock.

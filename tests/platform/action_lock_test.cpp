@@ -6,15 +6,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <regex>
 #include <string>
+#include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "exchange/action_directory_name.h"
+#include "exchange/ipc_names.h"
+#include "kx/tal/osdep/named_mutex.h"
 #include "tests/kx/tal/osdep/child_process.h"
+#include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
 
 namespace fs = std::filesystem;
@@ -100,7 +106,7 @@ TEST_F(ActionLockTest, OneActionHoldsTheLockUntilItIsRemoved) {
 }
 
 // Of many processes that try at once exactly one wins; its lock outlives it and
-// only ForceRemoveActionLock frees it, as it frees stray entries.
+// only ForceRemoveActionLock frees it.
 TEST_F(ActionLockTest, ExactlyOneOfManyProcessesWinsAndTheLockOutlivesIt) {
   int start[2];
   ASSERT_EQ(pipe(start), 0);
@@ -127,13 +133,89 @@ TEST_F(ActionLockTest, ExactlyOneOfManyProcessesWinsAndTheLockOutlivesIt) {
   EXPECT_EQ(HasActionLock(winners[0]), 1);
   EXPECT_EQ(ForceRemoveActionLock(), 0);
   EXPECT_EQ(HasActionLock(winners[0]), 0);
-
-  root_.WriteFile("/.syscfg-action/leftover/file", "x");
-  std::string path;
-  EXPECT_EQ(ObtainActionLock("A1", "", path), kNotLockHolder);
-  EXPECT_EQ(HasActionLock("leftover"), 0);  // no lock record
-  EXPECT_EQ(ForceRemoveActionLock(), 0);
   EXPECT_TRUE(fs::is_empty(Exchange()));
+}
+
+// Entries without a lock record hold no lock: the next BeginAction removes them,
+// logged, instead of being refused for ever. A lock whole stays.
+TEST_F(ActionLockTest, EntriesWithoutALockRecordAreClearedByTheNextObtain) {
+  const auto makeLeftovers = [this] {
+    root_.WriteFile("/.syscfg-action/A0/install.cdf", "<DEFINITION/>");         // its record gone
+    root_.WriteFile("/.syscfg-action/A1x/ActionLock.txt", "Id=A1\nHolder=\n");  // a record of another name
+    root_.WriteFile("/.syscfg-action/stray", "x");
+    fs::create_directory_symlink(root_ / "/.syscfg-action/A1x", Exchange() + "/A1");
+  };
+  makeLeftovers();
+  std::string path;
+  EXPECT_EQ(HasActionLock("A1"), 0);
+  {
+    kx::test::LogRecorder log(1);
+    EXPECT_EQ(ObtainActionLock("A1", "", path), 0);
+    EXPECT_EQ(log.Texts(1).size(), 4u);
+    EXPECT_TRUE(
+        log.Logged(1, "Removing " + Exchange() + "/A0 from the action exchange directory: it holds no lock record"));
+  }
+  EXPECT_EQ(HasActionLock("A1"), 1);
+  std::vector<std::string> entries;
+  for (const fs::directory_entry& entry : fs::directory_iterator(Exchange())) entries.push_back(entry.path());
+  EXPECT_EQ(entries, std::vector<std::string>{Exchange() + "/A1"});
+
+  ASSERT_EQ(RemoveActionLock("A1"), 0);
+  ASSERT_EQ(ObtainActionLock("B2", "", path), 0);
+  makeLeftovers();
+  EXPECT_EQ(ObtainActionLock("A1", "", path), kNotLockHolder);  // B2 holds it
+  EXPECT_EQ(ObtainActionLock("B2", "", path), 1);
+  EXPECT_EQ(HasActionLock("B2"), 1);
+}
+
+// The daemon's post-action removes the lock while a client, past its lock check,
+// keeps moving uploads into the action directory under the progress mutex, as
+// SoftwareUpdate does. Whichever comes first, the record and its directory go
+// together, and the next action can begin.
+TEST_F(ActionLockTest, RemovalRacingUploadsLeavesTheLockWholeOrGone) {
+  const std::string directory = Exchange() + "/A1/";
+  for (int round = 0; round < 200; ++round) {
+    std::string path;
+    ASSERT_EQ(ObtainActionLock("A1", "", path), 0) << "round " << round;
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
+    kx::test::ChildProcess daemon([&start] {
+      char go;
+      close(start[1]);
+      (void)!read(start[0], &go, 1);  // returns when the parent closes its end
+      return RemoveActionLock("A1") == 0 ? 0 : 1;
+    });
+    std::atomic<bool> daemonDone{false}, clientDone{false};
+    std::atomic<int> moved{0};
+    std::thread client([&] {
+      kx::tal::osdep::NamedMutex guard(kx::exchange::kProgressMutexName);
+      while (!daemonDone && moved < 10000) {
+        const std::string name = "u" + std::to_string(moved);
+        root_.WriteFile("/.kx-uploads/" + name, "<DEFINITION/>");
+        kx::tal::osdep::NamedMutexLock lock(guard);
+        if (rename((root_ / "/.kx-uploads/" + name).c_str(), (directory + name).c_str()) != 0) break;
+        ++moved;
+      }
+      clientDone = true;
+    });
+    // The removal starts while uploads keep arriving.
+    while (moved < 20 && !clientDone) std::this_thread::yield();
+    close(start[0]);
+    close(start[1]);
+    EXPECT_EQ(daemon.Wait(), 0) << "round " << round;
+    daemonDone = true;
+    client.join();
+
+    const bool lockWhole = fs::exists(directory) && HasActionLock("A1") == 1;
+    ASSERT_TRUE(!fs::exists(Exchange()) || fs::is_empty(Exchange()) || lockWhole) << "round " << round;
+    ASSERT_EQ(ObtainActionLock("B1", "", path), lockWhole ? kNotLockHolder : 0) << "round " << round;
+    ASSERT_EQ(ForceRemoveActionLock(), 0);
+    fs::remove_all(root_ / "/.kx-uploads");
+    for (const fs::directory_entry& entry : fs::directory_iterator(root_.Path())) {
+      const std::string name = entry.path().filename();
+      ASSERT_TRUE(name == ".syscfg-action" || name == "var") << name;  // nothing left beside the exchange
+    }
+  }
 }
 
 TEST_F(ActionLockTest, InterruptedActionBecomesTheLastAction) {

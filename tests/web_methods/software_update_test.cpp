@@ -69,6 +69,40 @@ TEST_F(SoftwareUpdateTest, RefusalsLeaveTheActionDirectoryAsItWas) {
   EXPECT_EQ(TakeRestarts(), 0);
 }
 
+// The real lock, but the action ends right after its first check and another
+// begins: the daemon's post-action and another client's BeginAction landing
+// between SoftwareUpdate's lock check and its placing of the catalogue.
+struct LockTakenOverAfterTheCheck final : actions::ActionLockService {
+  actions::ActionLockService& real = actions::ControllersOwnServices().actionLock;
+  bool checked = false;
+  int32_t Obtain(const std::string& id, const std::string& holder, std::string& path) override {
+    return real.Obtain(id, holder, path);
+  }
+  bool IsHeldBy(const std::string& id) override {
+    const bool held = real.IsHeldBy(id);
+    if (!checked) {
+      checked = true;
+      std::string path;
+      EXPECT_EQ(RemoveActionLock(id), 0);
+      EXPECT_EQ(ObtainActionLock("B2", "", path), 0);
+    }
+    return held;
+  }
+  int32_t Release(const std::string& id) override { return real.Release(id); }
+};
+
+TEST_F(SoftwareUpdateTest, ACatalogueNeverLandsInTheNextAction) {
+  Begin();
+  LockTakenOverAfterTheCheck lock;
+  actions::ControllerServices racing{lock, systemState, processes, clock};
+  actions::UseServices(&racing);
+  EXPECT_EQ(Update(kCommand, true, {Upload("u1", kCatalogue)}).output, Answer("SoftwareUpdate", kNotLockHolder));
+  actions::UseServices(&services);
+  EXPECT_EQ(HasActionLock("B2"), 1);
+  EXPECT_FALSE(fs::exists(exchange::CurrentActionDirectory() + "install.cdf"));
+  EXPECT_EQ(TakeRestarts(), 0);
+}
+
 // Only the host bounds the body: a catalogue larger than any fixed limit is placed whole.
 TEST_F(SoftwareUpdateTest, LargeCatalogueIsPlacedWhole) {
   const std::string directory = Begin();
