@@ -30,4 +30,18 @@ constexpr char kInstallCatalogueName[] = "install.cdf";
 // The image GetSystemImage has the daemon make, served by the web host.
 constexpr char kSystemImageName[] = "SystemImage.tgz";
 
+// The requests that have the daemon do an action's work, in the order it takes
+// them up, each with the web method that places it: the action's ActionType in
+// the state files. The post-action only ends an action and is not among them.
+struct WorkRequest {
+  const char* fileName;
+  const char* actionType;
+};
+constexpr WorkRequest kWorkRequests[] = {
+    {kInstallCatalogueName, "SoftwareUpdate"},
+    {kGetImageRequest.fileName, "GetSystemImage"},
+    {kSetImageRequest.fileName, "SetSystemImage"},
+    {kFormatRequest.fileName, "Format"},
+};
+
 }  // namespace kx::exchange

@@ -4,12 +4,16 @@
 // the action that ended. Written by the daemon, by the action-lock service for
 // an interrupted action, and by SoftwareUpdate for a refused one; read by Progress.
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
 #include <string_view>
 
 namespace kx::exchange {
+
+// A state file longer than this is not read: it cannot be the daemon's.
+constexpr size_t kMaxStateFileSize = 1024 * 1024;
 
 // Text made safe inside a double-quoted XML attribute: & < > " escaped, control
 // characters turned into blanks.

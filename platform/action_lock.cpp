@@ -14,6 +14,7 @@
 #include "exchange/ipc_names.h"
 #include "exchange/lock_record.h"
 #include "exchange/paths.h"
+#include "exchange/request_files.h"
 #include "exchange/result_codes.h"
 #include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
@@ -139,14 +140,29 @@ void CreateLock(const std::string& actionId, const std::string& holder) {
   GiveToDefaultOwner(record, kFileMode);
 }
 
-// Writes lastAction.xml from currentAction.xml and removes the latter.
-std::string ConvertCurrentActionFile(const std::string& currentPath) {
-  const std::string current = tal::ReadWholeFile(currentPath);
+void WriteLastAction(const std::string& line) {
   const std::string lastPath = exchange::LastActionFilePath();
-  tal::WriteTextFile(lastPath, exchange::LastActionLineOf(current, kResultFail, std::time(nullptr)));
+  tal::WriteTextFile(lastPath, line);
   GiveToDefaultOwner(lastPath, kFileMode);
+}
+
+// Writes lastAction.xml from currentAction.xml and removes the latter. A file
+// that is not a regular one (a FIFO would block) counts as unreadable.
+std::string ConvertCurrentActionFile(const std::string& currentPath) {
+  const std::optional<std::string> current = tal::osdep::ReadSmallRegularFile(currentPath, exchange::kMaxStateFileSize);
+  if (!current) KX_THROW(tal::exception::FileReadFailed);
+  WriteLastAction(exchange::LastActionLineOf(*current, kResultFail, std::time(nullptr)));
   if (::unlink(currentPath.c_str()) != 0) KX_THROW(tal::osdep::PosixError);
-  return exchange::AttributeValue(current, "Id");
+  return exchange::AttributeValue(*current, "Id");
+}
+
+// The action type of the first work request in `directory` that the daemon has
+// not carried out (it renames those it has); null when there is none.
+const char* PendingWorkRequest(const std::string& directory) {
+  for (const exchange::WorkRequest& request : exchange::kWorkRequests) {
+    if (tal::PathExists(tal::JoinPath(directory, request.fileName))) return request.actionType;
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -235,7 +251,15 @@ int32_t ConvertCurrentActionProgress(std::string& lastActionId) {
     }
     const std::vector<std::string> entries = ExchangeEntries();
     if (entries.empty()) return kResultFail;
-    lastActionId = kx::tal::LastComponent(entries.front());
+    const std::string& directory = entries.front();
+    // A request placed but never taken up by the daemon: the action was cut
+    // short as surely as one the daemon was running.
+    if (const char* actionType = PendingWorkRequest(directory)) {
+      lastActionId = LockHolder(directory).value_or(kx::tal::LastComponent(directory));
+      WriteLastAction(kx::exchange::LastActionLine(lastActionId, actionType, kResultFail, std::time(nullptr)));
+      return kResultOk;
+    }
+    lastActionId = kx::tal::LastComponent(directory);
     return kResultOk;
   } catch (const kx::tal::exception::Exception&) {
     return kResultFail;

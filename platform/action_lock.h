@@ -43,10 +43,15 @@
 // 0, or 0x80004005 when something could not be removed.
 [[nodiscard]] int32_t ForceRemoveActionLock();
 
-// Turns an interrupted action into the last action. When "currentAction.xml"
-// exists: writes "lastAction.xml" as one <Last …/> line with its Id and
-// ActionType, the time now and Result -2147467259, removes "currentAction.xml"
-// and hands back the Id. Otherwise hands back the name of the entry left in the
-// action exchange directory. 0, or 0x80004005 when there was nothing to convert
-// or the files could not be written.
+// Turns an interrupted action into the last action: "lastAction.xml" gets one
+// <Last …/> line with the time now and Result -2147467259.
+// - "currentAction.xml" exists (the daemon was running the action): its Id and
+//   ActionType; the file is removed and the Id handed back.
+// - Otherwise the current action directory holds a work request the daemon never
+//   took up (exchange::kWorkRequests): the ID of its lock record (or the
+//   directory's name) and the request's action type; the ID is handed back.
+// - Otherwise (an action only begun, or whose work is done) "lastAction.xml"
+//   stays as it is and the directory's name is handed back.
+// 0, or 0x80004005 when there was nothing to convert or the files could not be
+// read or written.
 [[nodiscard]] int32_t ConvertCurrentActionProgress(std::string& lastActionId);

@@ -1,5 +1,6 @@
 // The real kx-webhost serving the real plug-in.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -75,6 +76,30 @@ TEST_F(WebhostPlugin, SoftwareUpdateUploadArrivesAsInstallCdf) {
   EXPECT_EQ(update.status, 200) << update.body;
   EXPECT_EQ(kx::test::ReadFile(root / "/.syscfg-action/A1/install.cdf"), catalogue);
   EXPECT_TRUE(std::filesystem::is_empty(root / "/.kx-uploads"));
+}
+
+// kx-webhost killed right after a SoftwareUpdate, before its restart thread
+// handed the update over: the next start reports the update as the last action,
+// failed, and frees the lock.
+TEST(WebhostPluginKilled, AnUpdateCutShortIsTheLastActionAfterTheNextStart) {
+  kx::test::ScratchRoot root;
+  std::filesystem::create_directories(root / "/etc/brenmar/share");  // where the state files go
+  const std::string form = "application/x-www-form-urlencoded";
+  {
+    kx::test::WebhostProcess host{{"--root", root.Path()}};
+    ASSERT_EQ(Post(host.Port(), "/swinstall/BeginAction", form, "ActionID=A1&CustomLockHolder=t").status, 200);
+    const auto update = Post(host.Port(), "/swinstall/SoftwareUpdate", "text/xml",
+                             "<WSACTIONCOMMAND NAME=\"A1\" AUTOREBOOT=\"YES\"/>\n<DEFINITION/>\n");
+    ASSERT_EQ(update.body, "<?xml version=\"1.0\"?>\n<SoftwareUpdate Result=\"0\"/>");
+    host.Stop(SIGKILL);
+  }
+  kx::test::WebhostProcess host{{"--root", root.Path()}};
+  EXPECT_THAT(Post(host.Port(), "/swinstall/Progress", form, "").body,
+              testing::MatchesRegex(".*<Current/>\n<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" StopTime=\"[^\"]+\" "
+                                    "Result=\"-2147467259\"/></Progress>"));
+  const auto begin = Post(host.Port(), "/swinstall/BeginAction", form, "ActionID=A2&CustomLockHolder=t");
+  EXPECT_NE(begin.body.find("Result=\"0\""), std::string::npos) << begin.body;
+  EXPECT_EQ(host.Stop(SIGTERM), 0);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@
 
 namespace fs = std::filesystem;
 using kx::test::ReadFile;
+using kx::test::WriteFile;
 
 namespace {
 
@@ -218,23 +219,59 @@ TEST_F(ActionLockTest, RemovalRacingUploadsLeavesTheLockWholeOrGone) {
   }
 }
 
+// The last-action line of an interrupted action, whatever its stop time.
+std::regex FailedLastAction(const std::string& id, const std::string& actionType) {
+  return std::regex("<Last Id=\"" + id + "\" ActionType=\"" + actionType +
+                    "\" StopTime=\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\S+\" Result=\"-2147467259\"/>\n");
+}
+
+// An action is interrupted when the daemon was running it (currentAction.xml) or
+// when a work request lies in its directory that the daemon never took up. Only
+// an interrupted action becomes the last action; the others leave the daemon's
+// own lastAction.xml as it is.
 TEST_F(ActionLockTest, InterruptedActionBecomesTheLastAction) {
+  const std::string lastAction = root_ / "/etc/brenmar/share/lastAction.xml";
   std::string id;
   EXPECT_EQ(ConvertCurrentActionProgress(id), static_cast<int32_t>(0x80004005u));  // nothing to convert
   std::string path;
   ASSERT_EQ(ObtainActionLock("A9", "", path), 0);
+  root_.WriteFile("/etc/brenmar/share/lastAction.xml", "<Last Id=\"A8\" Result=\"0\"/>\n");
+  root_.WriteFile("/.syscfg-action/A9/postaction.ini", "");  // ends an action, does no work
+  root_.WriteFile("/.syscfg-action/A9/install.cdf.done", "");
   EXPECT_EQ(ConvertCurrentActionProgress(id), 0);
   EXPECT_EQ(id, "A9");  // without currentAction.xml, the leftover directory names it
+  EXPECT_EQ(ReadFile(lastAction), "<Last Id=\"A8\" Result=\"0\"/>\n");
 
+  for (const auto& [request, actionType] :
+       std::vector<std::pair<std::string, std::string>>{{"install.cdf", "SoftwareUpdate"},
+                                                        {"getimage.ini", "GetSystemImage"},
+                                                        {"setimage.ini", "SetSystemImage"},
+                                                        {"format.ini", "Format"}}) {
+    root_.WriteFile("/.syscfg-action/A9/" + request, "");
+    ASSERT_EQ(ConvertCurrentActionProgress(id), 0) << request;
+    EXPECT_EQ(id, "A9");
+    EXPECT_TRUE(std::regex_match(ReadFile(lastAction), FailedLastAction("A9", actionType))) << ReadFile(lastAction);
+    fs::remove(root_ / "/.syscfg-action/A9/" + request);
+  }
+  // The whole ID of the lock record, not its directory's name.
+  ASSERT_EQ(ForceRemoveActionLock(), 0);
+  ASSERT_EQ(ObtainActionLock("{A9} <&>", "", path), 0);
+  WriteFile(fs::path(path).parent_path() / "install.cdf", "");
+  ASSERT_EQ(ConvertCurrentActionProgress(id), 0);
+  EXPECT_EQ(id, "{A9} <&>");
+  EXPECT_TRUE(std::regex_match(ReadFile(lastAction), FailedLastAction("\\{A9\\} &lt;&amp;&gt;", "SoftwareUpdate")));
+
+  // The daemon was running it: currentAction.xml names the action.
   root_.WriteFile("/etc/brenmar/share/currentAction.xml",
-                  "<Current Id=\"A7\" ActionType=\"SoftwareUpdate\" StartTime=\"1\" Percent=\"40\" Step=\"x\"/>\n");
+                  "<Current Id=\"A7\" ActionType=\"Format\" StartTime=\"1\" Percent=\"40\" Step=\"x\"/>\n");
   ASSERT_EQ(ConvertCurrentActionProgress(id), 0);
   EXPECT_EQ(id, "A7");
   EXPECT_FALSE(fs::exists(root_ / "/etc/brenmar/share/currentAction.xml"));
-  const std::regex line(
-      "<Last Id=\"A7\" ActionType=\"SoftwareUpdate\" "
-      "StopTime=\"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\S+\" Result=\"-2147467259\"/>\n");
-  EXPECT_TRUE(std::regex_match(ReadFile(root_ / "/etc/brenmar/share/lastAction.xml"), line));
+  EXPECT_TRUE(std::regex_match(ReadFile(lastAction), FailedLastAction("A7", "Format")));
+
+  // A FIFO in its place is not waited on.
+  ASSERT_EQ(mkfifo((root_ / "/etc/brenmar/share/currentAction.xml").c_str(), 0600), 0);
+  EXPECT_EQ(ConvertCurrentActionProgress(id), static_cast<int32_t>(0x80004005u));
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include <cstdio>
 #include <filesystem>
 
@@ -93,6 +95,26 @@ TEST_P(ProgressTest, UnreadableSourcesFailWithResultAnswer) {
   // A current action file that cannot be read is not skipped.
   std::filesystem::create_directories(root / kCurrentFile);
   EXPECT_EQ(Run("Progress").output, Answer("Progress", kSaveFailed));
+}
+
+// A host killed between a successful SoftwareUpdate and the thread that would
+// hand it over leaves the update in the action directory; the next start makes
+// it the last action, failed, and frees the lock.
+using RestartTest = WebMethodTest;
+TEST_F(RestartTest, AnUpdateNeverHandedOverIsTheLastActionAfterTheNextStart) {
+  ASSERT_NE(Run("BeginAction", {{"ActionID", "A1"}, {"CustomLockHolder", "h"}}).output.find("Result=\"0\""),
+            std::string::npos);
+  ASSERT_EQ(Run("SoftwareUpdate", {}, "<WSACTIONCOMMAND NAME=\"A1\"/>\n<DEFINITION/>\n").output,
+            Answer("SoftwareUpdate", 0));
+  plugin::PluginFinalize();
+  plugin::PluginInit();
+
+  const std::string last = ReadFile(root / kLastFile);
+  EXPECT_THAT(last, testing::MatchesRegex("<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" StopTime=\"[^\"]+\" "
+                                          "Result=\"-2147467259\"/>\n"));
+  EXPECT_EQ(Run("Progress").output, ProgressAnswer("<Current/>\n" + last.substr(0, last.size() - 1)));
+  EXPECT_EQ(HasActionLock("A1"), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(exchange::ActionExchangeDirectory()));
 }
 
 }  // namespace
