@@ -3,6 +3,7 @@
 // about the running and the last action.
 
 #include <cwctype>
+#include <optional>
 #include <string>
 
 #include "actions/controller_services.h"
@@ -10,12 +11,14 @@
 #include "actions/web_methods.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
+#include "exchange/state_files.h"
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/log.h"
 #include "kx/tal/osdep/named_mutex.h"
+#include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/osdep/simple_shared_memory.h"
 #include "kx/tal/path.h"
-#include "kx/tal/text_file.h"
+#include "platform/progress_region.h"
 #include "webrequest/request_helpers.h"
 
 namespace kx::actions {
@@ -39,11 +42,19 @@ void TrimTrailingWhiteSpace(std::string& text) {
   text.erase(end);
 }
 
-// Appends the lines of a text file, without their line ends.
+// Appends the lines of a state file without their line ends ("\n" or "\r\n").
+// Only a regular file is read: opening a FIFO put in its place would wait, with
+// the progress mutex held, for a writer that may never come.
 void AppendLines(const std::string& path, std::string& text) {
-  tal::TextFileReader reader(path);
-  std::string line;
-  while (reader.ReadLine(line)) text += line;
+  const std::optional<std::string> content = tal::osdep::ReadSmallRegularFile(path, exchange::kMaxStateFileSize);
+  if (!content) KX_THROW(tal::exception::FileReadFailed);
+  for (size_t at = 0; at < content->size(); ++at) {
+    if ((*content)[at] != '\n') {
+      text += (*content)[at];
+    } else if (at > 0 && (*content)[at - 1] == '\r') {
+      text.pop_back();
+    }
+  }
 }
 
 // The running action as the daemon describes it: the current action file when
@@ -60,8 +71,7 @@ std::string CurrentActionText() {
 
   KX_LOG(kInfo, "Getting current action from shared memory");
   if (const tal::osdep::SimpleSharedMemory* region = actions::ProgressRegion()) {
-    region->CheckIntegrity(0);
-    current = region->ReadText(tal::osdep::SimpleSharedMemory::kDataPosition);
+    current = platform::ReadProgressText(*region);
     TrimTrailingWhiteSpace(current);
   }
   return current;

@@ -8,6 +8,7 @@
 #include "exchange/paths.h"
 #include "exchange/state_files.h"
 #include "platform/ownership.h"
+#include "platform/progress_region.h"
 
 namespace kx::daemon {
 namespace {
@@ -33,8 +34,7 @@ void WriteStateFile(const std::string& path, const std::string& text) {
 
 ProgressReporter::ProgressReporter() : mutex_(exchange::kProgressMutexName) {
   try {
-    region_ = std::make_unique<tal::osdep::SimpleSharedMemory>(exchange::kProgressRegionName,
-                                                               exchange::kProgressRegionSize, &mutex_);
+    region_ = platform::OpenProgressRegion(&mutex_);
   } catch (const std::exception& error) {
     ReportError(std::string("cannot open the progress region: ") + error.what());
   }

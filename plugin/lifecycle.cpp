@@ -5,7 +5,6 @@
 #include <cerrno>
 
 #include "actions/progress_state.h"
-#include "exchange/ipc_names.h"
 #include "exchange/paths.h"
 #include "exchange/result_codes.h"
 #include "ini/ini_document.h"
@@ -16,6 +15,7 @@
 #include "kx/tal/path.h"
 #include "kx/tal/string_base.h"
 #include "platform/action_lock.h"
+#include "platform/progress_region.h"
 #include "plugin/plugin_threads.h"
 
 namespace kx::plugin {
@@ -70,8 +70,7 @@ void CreateProgressRegion(PluginContext& context) {
   if (context.progressRegion != nullptr) return;
   try {
     tal::osdep::NamedMutexLock guard(actions::ProgressMutex());
-    context.progressRegion = std::make_unique<tal::osdep::SimpleSharedMemory>(
-        exchange::kProgressRegionName, exchange::kProgressRegionSize, &actions::ProgressMutex());
+    context.progressRegion = platform::OpenProgressRegion(&actions::ProgressMutex());
     actions::SetProgressRegion(context.progressRegion.get());
   } catch (const std::exception&) {
     errno = ENOMEM;  // handlers that need the region report their own failure

@@ -1,6 +1,7 @@
 #include "plugin/lifecycle.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <stdexcept>
 #include <vector>
@@ -72,11 +73,14 @@ class LifecycleTest : public testing::Test {
 }  // namespace
 
 // A start fills the table with the twelve methods and creates the progress region
-// once; a second start keeps it.
+// once, for the plug-in and the daemon alone; a second start keeps it.
 TEST_F(LifecycleTest, StartFillsTheTableAndCreatesTheRegionOnce) {
   auto* region = ProgressRegion();
   ASSERT_NE(region, nullptr);
   EXPECT_EQ(region->Size(), 5000u);
+  struct stat file {};
+  ASSERT_EQ(stat((root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem").c_str(), &file), 0);
+  EXPECT_EQ(file.st_mode & 0777, 0660u);
   PluginInit();
   EXPECT_EQ(ProgressRegion(), region);
   PluginFinalize();

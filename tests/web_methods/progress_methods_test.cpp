@@ -1,7 +1,12 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 
 #include "actions/progress_state.h"
 #include "exchange/ipc_names.h"
@@ -95,6 +100,37 @@ TEST_P(ProgressTest, UnreadableSourcesFailWithResultAnswer) {
   // A current action file that cannot be read is not skipped.
   std::filesystem::create_directories(root / kCurrentFile);
   EXPECT_EQ(Run("Progress").output, Answer("Progress", kSaveFailed));
+}
+
+// Progress holds the progress mutex while it reads: a FIFO in place of a state
+// file must not keep it, and with it every action method, waiting.
+TEST_P(ProgressTest, StateFilesThatAreNoRegularFilesFailWithoutWaiting) {
+  for (const char* file : {kCurrentFile, kLastFile}) {
+    const std::string fifo = root / file;
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    auto progress = std::async(std::launch::async, [this] { return Run("Progress"); });
+    if (progress.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
+      ADD_FAILURE() << "Progress waits on " << file;
+      close(open(fifo.c_str(), O_WRONLY | O_NONBLOCK));  // a writer that leaves at once lets it go
+    }
+    EXPECT_EQ(progress.get().output, Answer("Progress", kSaveFailed)) << file;
+    EXPECT_NE(Run("BeginAction", {{"ActionID", "A1"}, {"CustomLockHolder", "h"}}).output.find("Result=\"0\""),
+              std::string::npos)
+        << file;
+    EXPECT_EQ(Run("CancelAction", {{"ActionID", "A1"}}).output, Answer("CancelAction", 0)) << file;
+    std::filesystem::remove(fifo);
+  }
+}
+
+// Another process may cut the region's file short at any time: it is then
+// corrupt, never the end of the process reading it.
+TEST_P(ProgressTest, RegionFileCutShortIsCorrupt) {
+  const std::string region = root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem";
+  WriteRegionFromChild(kCurrent);
+  for (const off_t size : {off_t{4999}, off_t{4}, off_t{0}}) {
+    ASSERT_EQ(truncate(region.c_str(), size), 0);
+    EXPECT_EQ(Run("Progress").output, Answer("Progress", kSaveFailed)) << size;
+  }
 }
 
 // A host killed between a successful SoftwareUpdate and the thread that would
