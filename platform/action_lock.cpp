@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -64,10 +65,23 @@ std::string RecordPath(const std::string& actionId) {
   return tal::JoinPath(ActionDirectory(actionId), exchange::kLockRecordName);
 }
 
+// Where removed entries are deleted: inside the action exchange directory, so
+// that they stay on its file system and, like it, out of images and formats.
+// No action directory has this name, and it sorts after all of them, so the
+// current action directory (the first entry) is never it while an action is
+// pending. It holds no lock: what could not be deleted does not block the service.
+constexpr char kRemovalDirectoryName[] = "~~removed";
+
+std::string RemovalDirectory() { return tal::JoinPath(exchange::ActionExchangeDirectory(), kRemovalDirectoryName); }
+
+// The entries of the action exchange directory but the removal directory.
 std::vector<std::string> ExchangeEntries() {
   const std::string directory = exchange::ActionExchangeDirectory();
   if (!tal::PathExists(directory)) return {};
-  return tal::FindFiles(directory, "*");
+  std::vector<std::string> entries = tal::FindFiles(directory, "*");
+  const auto removal = std::find(entries.begin(), entries.end(), RemovalDirectory());
+  if (removal != entries.end()) entries.erase(removal);
+  return entries;
 }
 
 // The largest lock record: an escaped ID of 4 KiB, a holder of 1 KiB, a pid and a time.
@@ -99,15 +113,14 @@ bool IsHeldBy(const std::string& actionId) {
   return entries.size() == 1 && entries.front() == ActionDirectory(actionId) && LockHolder(entries.front()) == actionId;
 }
 
-// Takes `entry` out of the action exchange directory in one rename, so that a
-// lock's record and its directory go together, and then deletes it. Beside the
-// exchange directory, on the same file system, each entry gets a fresh
-// directory of its own, so that remains of an earlier deletion never stand in
-// the way. Throws when the entry cannot be moved: then nothing has changed.
-// What cannot be deleted stays there, logged, until the next removal tries again.
+// Moves `entry` into the removal directory in one rename, so that a lock's
+// record and its directory go together, and then deletes the removal directory.
+// Each entry gets a fresh directory of its own there, so remains of an earlier
+// deletion never stand in the way (and are tried again). Throws when the entry
+// cannot be moved: then nothing has changed. What cannot be deleted is logged.
 void Discard(const std::string& entry) {
-  const std::string removal = exchange::ActionExchangeDirectory() + ".removed";
-  tal::CreateDirectories(removal, 0700);
+  const std::string removal = RemovalDirectory();
+  if (::mkdir(removal.c_str(), 0700) != 0 && errno != EEXIST) KX_THROW(tal::osdep::PosixError);
   std::string holder = tal::JoinPath(removal, "XXXXXX");
   if (::mkdtemp(holder.data()) == nullptr) KX_THROW(tal::osdep::PosixError);
   if (::rename(entry.c_str(), tal::JoinPath(holder, tal::LastComponent(entry)).c_str()) != 0) {

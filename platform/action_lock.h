@@ -5,14 +5,15 @@
 // The lock is the action's directory inside the action exchange directory,
 // named from the action ID by exchange::ActionDirectoryName, holding the lock
 // record exchange::kLockRecordName (format in exchange/lock_record.h). The lock
-// is held while the action exchange directory has any entry; it is held by an
-// ID when that is the only entry, it is the ID's directory, and its record
-// names the whole ID. Every operation runs under the progress mutex
+// is held while the action exchange directory has any entry but the removal
+// directory (below); it is held by an ID when that is the only entry, it is the
+// ID's directory, and its record names the whole ID. Every operation runs under the progress mutex
 // (exchange::kProgressMutexName), under which the web methods also check the
 // lock and place their request files, so processes and threads see each step
-// whole. A lock is removed all at once: its directory is renamed out of the
-// action exchange directory before it is deleted, so a request file arriving
-// meanwhile can never leave a directory without its record behind.
+// whole. A lock is removed all at once: its directory is renamed into the
+// removal directory "~~removed" (which holds no lock) before it is deleted, so a
+// request file arriving meanwhile can never leave a directory without its
+// record behind.
 //
 // Action IDs are opaque: any non-empty text of at most 4096 bytes. A longer or
 // empty one is refused with 0x80070057 and touches nothing.
@@ -36,7 +37,7 @@
 
 // Releases the lock of `actionId` and removes its directory: 0; 0x800407E2 when
 // that ID does not hold the lock, 0x80004005 when the directory cannot be moved
-// out of the action exchange directory (then the lock stays as it was).
+// into the removal directory (then the lock stays as it was).
 [[nodiscard]] int32_t RemoveActionLock(const std::string& actionId);
 
 // Removes every entry of the action exchange directory, whoever holds the lock.

@@ -161,7 +161,12 @@ TEST_F(ActionLockTest, EntriesWithoutALockRecordAreClearedByTheNextObtain) {
   for (const fs::directory_entry& entry : fs::directory_iterator(Exchange())) entries.push_back(entry.path());
   EXPECT_EQ(entries, std::vector<std::string>{Exchange() + "/A1"});
 
+  // What a removal could not delete holds no lock, and the next removal tries again.
+  root_.WriteFile("/.syscfg-action/~~removed/Xy12Zw/A0/install.cdf", "");
+  EXPECT_EQ(HasActionLock("A1"), 1);
   ASSERT_EQ(RemoveActionLock("A1"), 0);
+  EXPECT_TRUE(fs::is_empty(Exchange()));
+
   ASSERT_EQ(ObtainActionLock("B2", "", path), 0);
   makeLeftovers();
   EXPECT_EQ(ObtainActionLock("A1", "", path), kNotLockHolder);  // B2 holds it
