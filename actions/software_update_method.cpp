@@ -129,7 +129,6 @@ int32_t UpdateInstalledSoftware(uint32_t request, bool& restart) {
   const std::string installCdfPath = exchange::RequestFilePath(exchange::kInstallCatalogueName);
   const int32_t result = PlaceCatalogue(source, body, installCdfPath);
   KX_LOG(kInfo, "installCdfPath: " + installCdfPath);
-  progressLock.Release();
   restart = result >= 0;
   return result;
 }

@@ -41,7 +41,7 @@
 [[nodiscard]] int32_t RemoveActionLock(const std::string& actionId);
 
 // Removes every entry of the action exchange directory, whoever holds the lock.
-// 0, or 0x80004005 when something could not be removed.
+// 0, or 0x80004005 when an entry could not be moved into the removal directory.
 [[nodiscard]] int32_t ForceRemoveActionLock();
 
 // Turns an interrupted action into the last action: "lastAction.xml" gets one

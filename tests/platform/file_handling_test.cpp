@@ -11,9 +11,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "kx/tal/exception/os_exception.h"
 #include "platform/ownership.h"
-#include "platform/progress_region.h"
 #include "platform/remove_dir_hierarchy.h"
 #include "tests/support/log_recorder.h"
 #include "tests/support/scratch_root.h"
@@ -107,31 +105,6 @@ TEST(OwnershipTest, ModeIsSetEvenWhenTheDefaultNamesAreUnknown) {
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) GTEST_SKIP() << "no mount namespaces here";
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(DefaultOwnerWithoutTheDefaultNames(path, root / "/empty"), testing::ExitedWithCode(0), "");
-}
-
-// The progress region's file is for the plug-in and the daemon alone, also when
-// an older one was open to all; a link put in its place is not followed.
-TEST(ProgressRegionFileTest, OnlyTheDefaultOwnerAndGroupMayUseIt) {
-  kx::test::ScratchRoot root;
-  const std::string path = root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem";
-  uid_t opuser = 0;
-  gid_t kx = 0;
-  const bool ownersKnown = DefaultIds(opuser, kx);
-  for (int start = 0; start < 2; ++start) {
-    ASSERT_NE(OpenProgressRegion(nullptr), nullptr);
-    const auto [uid, gid, mode] = Owner(path);
-    EXPECT_EQ(mode, 0660u);
-    if (ownersKnown) {
-      EXPECT_EQ(std::make_pair(uid, gid), std::make_pair(opuser, kx));
-    }
-    ASSERT_EQ(chmod(path.c_str(), 0666), 0);
-  }
-  fs::remove(path);
-  root.WriteFile("/elsewhere", "");
-  ASSERT_EQ(chmod((root / "/elsewhere").c_str(), 0644), 0);
-  fs::create_symlink(root / "/elsewhere", path);
-  EXPECT_THROW(OpenProgressRegion(nullptr), kx::tal::osdep::PosixError);
-  EXPECT_EQ(std::get<2>(Owner(root / "/elsewhere")), 0644u);
 }
 
 TEST(RemoveDirHierarchyTest, RemovesTheTreeButNotWhatLinksPointTo) {

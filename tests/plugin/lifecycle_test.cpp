@@ -1,9 +1,13 @@
 #include "plugin/lifecycle.h"
 
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "actions/progress_state.h"
@@ -73,20 +77,36 @@ class LifecycleTest : public testing::Test {
 }  // namespace
 
 // A start fills the table with the twelve methods and creates the progress region
-// once, for the plug-in and the daemon alone; a second start keeps it.
+// once; a second start keeps it.
 TEST_F(LifecycleTest, StartFillsTheTableAndCreatesTheRegionOnce) {
   auto* region = ProgressRegion();
   ASSERT_NE(region, nullptr);
   EXPECT_EQ(region->Size(), 5000u);
-  struct stat file {};
-  ASSERT_EQ(stat((root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem").c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 0777, 0660u);
   PluginInit();
   EXPECT_EQ(ProgressRegion(), region);
   PluginFinalize();
   EXPECT_EQ(MethodTable().Size(), 0u);
   PluginInit();
   EXPECT_EQ(MethodTable().Size(), 12u);
+}
+
+// The region's file is for the plug-in and the daemon alone (owner "opuser",
+// group "kx" where they exist, rw-rw----), also when an older one was open to all.
+TEST_F(LifecycleTest, RegionFileIsForOwnerAndGroupOnly) {
+  const std::string path = root / "/var/tmp/brenmar/shared/SoftwareUpdateProgressSharedMem";
+  const passwd* user = getpwnam("opuser");
+  const group* grp = getgrnam("kx");
+  for (int start = 0; start < 2; ++start) {
+    struct stat file {};
+    ASSERT_EQ(stat(path.c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 07777, 0660u);
+    if (geteuid() == 0 && user != nullptr && grp != nullptr) {
+      EXPECT_EQ(std::make_pair(file.st_uid, file.st_gid), std::make_pair(user->pw_uid, grp->gr_gid));
+    }
+    ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+    PluginFinalize();
+    PluginInit();
+  }
 }
 
 // Status, Reason-Phrase, MIME type and body of each kind of answer. A handler's

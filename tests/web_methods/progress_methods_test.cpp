@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -131,26 +130,6 @@ TEST_P(ProgressTest, RegionFileCutShortIsCorrupt) {
     ASSERT_EQ(truncate(region.c_str(), size), 0);
     EXPECT_EQ(Run("Progress").output, Answer("Progress", kSaveFailed)) << size;
   }
-}
-
-// A host killed between a successful SoftwareUpdate and the thread that would
-// hand it over leaves the update in the action directory; the next start makes
-// it the last action, failed, and frees the lock.
-using RestartTest = WebMethodTest;
-TEST_F(RestartTest, AnUpdateNeverHandedOverIsTheLastActionAfterTheNextStart) {
-  ASSERT_NE(Run("BeginAction", {{"ActionID", "A1"}, {"CustomLockHolder", "h"}}).output.find("Result=\"0\""),
-            std::string::npos);
-  ASSERT_EQ(Run("SoftwareUpdate", {}, "<WSACTIONCOMMAND NAME=\"A1\"/>\n<DEFINITION/>\n").output,
-            Answer("SoftwareUpdate", 0));
-  plugin::PluginFinalize();
-  plugin::PluginInit();
-
-  const std::string last = ReadFile(root / kLastFile);
-  EXPECT_THAT(last, testing::MatchesRegex("<Last Id=\"A1\" ActionType=\"SoftwareUpdate\" StopTime=\"[^\"]+\" "
-                                          "Result=\"-2147467259\"/>\n"));
-  EXPECT_EQ(Run("Progress").output, ProgressAnswer("<Current/>\n" + last.substr(0, last.size() - 1)));
-  EXPECT_EQ(HasActionLock("A1"), 0);
-  EXPECT_TRUE(std::filesystem::is_empty(exchange::ActionExchangeDirectory()));
 }
 
 }  // namespace
