@@ -59,6 +59,7 @@ class SignalThreadTest : public testing::Test {
     PluginInit();
     MethodTable().Insert("AsksForRestart", AsksForRestart);
     MethodTable().Insert("AsksForRestartButFails", AsksForRestartButFails);
+    log.Clear();  // what the start logged (the region file's owner looked up) is not the thread's
   }
   void TearDown() override {
     RestartThread().JoinRun();

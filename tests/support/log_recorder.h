@@ -31,6 +31,11 @@ class LogRecorder {
     const std::vector<std::string> texts = Texts(bit);
     return std::find(texts.begin(), texts.end(), text) != texts.end();
   }
+  // Forgets what was recorded so far.
+  void Clear() {
+    std::lock_guard<std::mutex> guard(lock_);
+    lines_.clear();
+  }
   // The texts logged under `bit`, in order.
   std::vector<std::string> Texts(uint32_t bit) {
     std::lock_guard<std::mutex> guard(lock_);
