@@ -27,14 +27,15 @@ struct IdCache {
   std::map<std::string, int64_t> ids;
 };
 
+// Destroyed with the library: the plug-in that holds them may be unloaded.
 IdCache& UserCache() {
-  static IdCache* cache = new IdCache;  // never destroyed: used until the process ends
-  return *cache;
+  static IdCache cache;
+  return cache;
 }
 
 IdCache& GroupCache() {
-  static IdCache* cache = new IdCache;
-  return *cache;
+  static IdCache cache;
+  return cache;
 }
 
 bool FindCached(IdCache& cache, const std::string& name, int64_t& id) {
