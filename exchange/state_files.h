@@ -13,7 +13,7 @@
 namespace kx::exchange {
 
 // A state file longer than this is not read: it cannot be the daemon's.
-constexpr size_t kMaxStateFileSize = 1024 * 1024;
+constexpr size_t kMaxStateFileSize = size_t{1} << 20;
 
 // Text made safe inside a double-quoted XML attribute: & < > " escaped, control
 // characters turned into blanks.

@@ -121,7 +121,7 @@ class Parser {
     keyOpen_ = true;
     raw_.assign(value);
     allWrapped_ = LooksQuoted(value);
-    quote_ = allWrapped_ ? value.front() : 0;
+    quote_ = allWrapped_ ? value.front() : '\0';
     if (allWrapped_) stripped_.assign(value.substr(1, value.size() - 2));
   }
 
