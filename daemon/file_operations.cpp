@@ -8,14 +8,18 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/below_root.h"
 #include "kx/tal/osdep/posix_io.h"
-#include "kx/tal/path.h"
 
 namespace kx::daemon {
 namespace {
 
+constexpr char kTemporarySuffix[] = ".kxsid-tmp";
+
 [[noreturn]] void Fail(const std::string& what, const std::string& path) {
-  throw std::system_error(errno, std::generic_category(), what + " " + path);
+  const int error = errno;
+  const char* link = error == ELOOP ? ", a symbolic link or below one" : "";
+  throw std::system_error(error, std::generic_category(), what + " " + path + link);
 }
 
 void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
@@ -34,23 +38,55 @@ void CopyContent(int from, int to, const std::string& path) {
 
 }  // namespace
 
-std::string TemporaryPathFor(const std::string& path) { return path + ".kxsid-tmp"; }
+std::string TemporaryPathFor(const std::string& path) { return path + kTemporarySuffix; }
 
 bool LStat(const std::string& path, struct stat& info) {
-  if (::lstat(path.c_str(), &info) == 0) return true;
+  const EntryBelowRoot entry(path);
+  if (entry.IsOpen() && ::fstatat(entry.Directory(), entry.Name(), &info, AT_SYMLINK_NOFOLLOW) == 0) return true;
   if (errno != ENOENT && errno != ENOTDIR) Fail("cannot examine", path);
   return false;
 }
 
 void RemoveFileIfPresent(const std::string& path) {
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT) Fail("cannot remove", path);
+  const EntryBelowRoot entry(path);
+  if (entry.IsOpen() && ::unlinkat(entry.Directory(), entry.Name(), 0) == 0) return;
+  if (errno != ENOENT) Fail("cannot remove", path);
+}
+
+tal::osdep::FileDescriptor OpenRegularFile(const std::string& path, struct stat& info) {
+  tal::osdep::FileDescriptor file = OpenBelowRoot(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+  if (!file.IsOpen()) Fail("cannot open", path);
+  if (::fstat(file.Get(), &info) != 0) Fail("cannot examine", path);
+  if (!S_ISREG(info.st_mode)) {
+    errno = EINVAL;
+    Fail("not a regular file:", path);
+  }
+  return file;
+}
+
+std::string ReadRegularFile(const std::string& path, struct stat& info) {
+  const tal::osdep::FileDescriptor file = OpenRegularFile(path, info);
+  // One byte more than its size tells a file that grew meanwhile.
+  std::string content(static_cast<size_t>(info.st_size) + 1, '\0');
+  const ssize_t size = tal::osdep::ReadUpTo(file.Get(), content.data(), content.size());
+  if (size < 0) Fail("cannot read", path);
+  if (static_cast<size_t>(size) == content.size()) {
+    errno = EAGAIN;
+    Fail("changed while read:", path);
+  }
+  content.resize(static_cast<size_t>(size));
+  return content;
 }
 
 void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fill, const FileAttributes& attributes) {
-  const std::string temporary = TemporaryPathFor(path);
-  RemoveFileIfPresent(temporary);
-  tal::osdep::FileDescriptor file = tal::osdep::Open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-  if (!file.IsOpen()) Fail("cannot create", temporary);
+  const EntryBelowRoot entry = ReachBelowRoot(path);
+  const int directory = entry.Directory();
+  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
+  if (::unlinkat(directory, temporary.c_str(), 0) != 0 && errno != ENOENT)
+    Fail("cannot remove", TemporaryPathFor(path));
+  tal::osdep::FileDescriptor file =
+      tal::osdep::OpenAt(directory, temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  if (!file.IsOpen()) Fail("cannot create", TemporaryPathFor(path));
   try {
     fill(file.Get());
     // chown before chmod: a change of owner may clear set-ID bits.
@@ -65,9 +101,9 @@ void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fil
     }
     if (::fsync(file.Get()) != 0) Fail("cannot sync", path);
     if (file.Close() != 0) Fail("cannot write", path);
-    if (::rename(temporary.c_str(), path.c_str()) != 0) Fail("cannot replace", path);
+    if (::renameat(directory, temporary.c_str(), directory, entry.Name()) != 0) Fail("cannot replace", path);
   } catch (...) {
-    ::unlink(temporary.c_str());
+    ::unlinkat(directory, temporary.c_str(), 0);
     throw;
   }
 }
@@ -78,56 +114,65 @@ void ReplaceFileWithText(const std::string& path, const std::string& text, const
 }
 
 void ReplaceFileWithCopy(const std::string& path, const std::string& source, const FileAttributes& attributes) {
-  const tal::osdep::FileDescriptor from = tal::osdep::Open(source, O_RDONLY);
-  if (!from.IsOpen()) Fail("cannot open", source);
+  struct stat info {};
+  const tal::osdep::FileDescriptor from = OpenRegularFile(source, info);
   ReplaceFile(
       path, [&](int fd) { CopyContent(from.Get(), fd, source); }, attributes);
 }
 
 void ReplaceWithSymlink(const std::string& path, const std::string& linkText, uid_t owner, gid_t group) {
-  const std::string temporary = TemporaryPathFor(path);
-  RemoveFileIfPresent(temporary);
-  if (::symlink(linkText.c_str(), temporary.c_str()) != 0) Fail("cannot create the link", temporary);
+  const EntryBelowRoot entry = ReachBelowRoot(path);
+  const int directory = entry.Directory();
+  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
+  if (::unlinkat(directory, temporary.c_str(), 0) != 0 && errno != ENOENT)
+    Fail("cannot remove", TemporaryPathFor(path));
+  if (::symlinkat(linkText.c_str(), directory, temporary.c_str()) != 0) {
+    Fail("cannot create the link", TemporaryPathFor(path));
+  }
   if ((owner != static_cast<uid_t>(-1) || group != static_cast<gid_t>(-1)) &&
-      ::lchown(temporary.c_str(), owner, group) != 0) {
-    ::unlink(temporary.c_str());
+      ::fchownat(directory, temporary.c_str(), owner, group, AT_SYMLINK_NOFOLLOW) != 0) {
+    ::unlinkat(directory, temporary.c_str(), 0);
     Fail("cannot set the owner of", path);
   }
-  if (::rename(temporary.c_str(), path.c_str()) != 0) {
-    ::unlink(temporary.c_str());
+  if (::renameat(directory, temporary.c_str(), directory, entry.Name()) != 0) {
+    ::unlinkat(directory, temporary.c_str(), 0);
     Fail("cannot replace", path);
   }
 }
 
 void CopyEntry(const std::string& from, const std::string& to) {
+  const EntryBelowRoot source = ReachBelowRoot(from);
   struct stat info {};
-  if (::lstat(from.c_str(), &info) != 0) Fail("cannot examine", from);
+  if (::fstatat(source.Directory(), source.Name(), &info, AT_SYMLINK_NOFOLLOW) != 0) Fail("cannot examine", from);
   if (S_ISLNK(info.st_mode)) {
     std::vector<char> text(static_cast<size_t>(info.st_size) + 1);
-    const ssize_t length = ::readlink(from.c_str(), text.data(), text.size());
+    const ssize_t length = ::readlinkat(source.Directory(), source.Name(), text.data(), text.size());
     if (length < 0 || static_cast<size_t>(length) >= text.size()) Fail("cannot read the link", from);
     ReplaceWithSymlink(to, std::string(text.data(), static_cast<size_t>(length)), info.st_uid, info.st_gid);
     return;
   }
-  if (!S_ISREG(info.st_mode)) {
-    errno = EINVAL;
-    Fail("neither a file nor a link:", from);
-  }
-  ReplaceFileWithCopy(to, from, FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid});
+  const tal::osdep::FileDescriptor file = OpenRegularFile(from, info);
+  ReplaceFile(
+      to, [&](int fd) { CopyContent(file.Get(), fd, from); },
+      FileAttributes{static_cast<mode_t>(info.st_mode & 07777), info.st_uid, info.st_gid});
 }
 
 void LinkOrCopyEntry(const std::string& from, const std::string& to) {
-  const std::string temporary = TemporaryPathFor(to);
-  RemoveFileIfPresent(temporary);
+  const EntryBelowRoot source = ReachBelowRoot(from);
+  const EntryBelowRoot target = ReachBelowRoot(to);
+  const std::string temporary = target.Name() + std::string(kTemporarySuffix);
+  if (::unlinkat(target.Directory(), temporary.c_str(), 0) != 0 && errno != ENOENT) {
+    Fail("cannot remove", TemporaryPathFor(to));
+  }
   // Flags 0: a link is linked itself, not what it points to.
-  if (::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, temporary.c_str(), 0) != 0) {
+  if (::linkat(source.Directory(), source.Name(), target.Directory(), temporary.c_str(), 0) != 0) {
     CopyEntry(from, to);
     return;
   }
-  const int renamed = ::rename(temporary.c_str(), to.c_str());
+  const int renamed = ::renameat(target.Directory(), temporary.c_str(), target.Directory(), target.Name());
   const int error = errno;
   // Renaming a name onto another link of the same inode leaves both in place.
-  ::unlink(temporary.c_str());
+  ::unlinkat(target.Directory(), temporary.c_str(), 0);
   errno = error;
   if (renamed != 0) Fail("cannot replace", to);
 }
@@ -138,7 +183,7 @@ void AppendDurably(int fd, const std::string& text, const std::string& pathForMe
 }
 
 void SyncDirectory(const std::string& directory) {
-  const tal::osdep::FileDescriptor dir = tal::osdep::Open(directory, O_RDONLY | O_DIRECTORY);
+  const tal::osdep::FileDescriptor dir = OpenBelowRoot(directory, O_RDONLY | O_DIRECTORY);
   if (!dir.IsOpen() || ::fsync(dir.Get()) != 0) Fail("cannot sync", directory);
 }
 

@@ -2,7 +2,9 @@
 // File operations of the installer that must survive a crash at any moment: a
 // file is replaced by writing a temporary file beside it, syncing it and
 // renaming it over the old one, so the path always holds either the old or the
-// new content. Failures throw std::system_error naming the path.
+// new content. Paths are host paths below the system root, reached without
+// following a symbolic link on the way (below_root.h): a link there fails the
+// operation with ELOOP. Failures throw std::system_error naming the path.
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -10,6 +12,8 @@
 #include <ctime>
 #include <functional>
 #include <string>
+
+#include "kx/tal/osdep/posix_io.h"
 
 namespace kx::daemon {
 
@@ -30,8 +34,14 @@ struct FileAttributes {
 // attributes, syncs it and renames it over `path`.
 void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fill, const FileAttributes& attributes);
 void ReplaceFileWithText(const std::string& path, const std::string& text, const FileAttributes& attributes);
-// The content of the regular file `source` (symbolic links followed).
+// The content of the regular file `source`.
 void ReplaceFileWithCopy(const std::string& path, const std::string& source, const FileAttributes& attributes);
+
+// A regular file opened for reading, `info` its status; anything else, a link
+// included, is refused.
+tal::osdep::FileDescriptor OpenRegularFile(const std::string& path, struct stat& info);
+// The whole content of a regular file, opened as OpenRegularFile does.
+std::string ReadRegularFile(const std::string& path, struct stat& info);
 
 // Makes `path` a symbolic link to `linkText`, replacing what was there.
 void ReplaceWithSymlink(const std::string& path, const std::string& linkText, uid_t owner = static_cast<uid_t>(-1),

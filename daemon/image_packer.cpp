@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/below_root.h"
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
 #include "kx/tal/osdep/posix_io.h"
@@ -38,7 +39,8 @@ struct EntryDeleter {
 
 std::string LinkText(const std::string& path, off_t size) {
   std::vector<char> text(static_cast<size_t>(size) + 1);
-  const ssize_t length = ::readlink(path.c_str(), text.data(), text.size());
+  const EntryBelowRoot entry = ReachBelowRoot(path);
+  const ssize_t length = ::readlinkat(entry.Directory(), entry.Name(), text.data(), text.size());
   if (length < 0 || static_cast<size_t>(length) >= text.size()) {
     throw std::system_error(length < 0 ? errno : EOVERFLOW, std::generic_category(), "cannot read the link " + path);
   }
@@ -81,7 +83,7 @@ class Packer {
     }
     // Opened before the header is written, so that an unreadable file fails
     // the image instead of leaving a hole in it.
-    const tal::osdep::FileDescriptor file = tal::osdep::Open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY);
+    const tal::osdep::FileDescriptor file = OpenBelowRoot(path, O_RDONLY | O_NOCTTY);
     if (!file.IsOpen()) throw std::system_error(errno, std::generic_category(), "cannot open " + path);
     WriteHeader(path);
     CopyContent(file.Get(), static_cast<uint64_t>(info.st_size), path);

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "daemon/below_root.h"
 #include "kx/tal/osdep/posix_io.h"
 
 namespace kx::daemon {
@@ -43,9 +44,10 @@ std::string Reason(archive* reader) {
 }  // namespace
 
 // Opened without blocking, so that a FIFO in the image's place is refused, not waited on.
-ImageFile::ImageFile(const std::string& path)
-    : file_(tal::osdep::Open(path, O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK)) {
+ImageFile::ImageFile(const std::string& path) : file_(OpenBelowRoot(path, O_RDONLY | O_NOCTTY | O_NONBLOCK)) {
   struct stat info {};
+  if (!file_.IsOpen() && errno == ELOOP) throw ImageRefused("a symbolic link lies on the way to the image " + path);
+  if (!file_.IsOpen() && errno == EXDEV) throw ImageRefused("the image " + path + " is not below the system root");
   if (!file_.IsOpen() || ::fstat(file_.Get(), &info) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot open the image " + path);
   }

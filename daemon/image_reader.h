@@ -43,8 +43,8 @@ struct ImageEntry {
 // its place meanwhile is not seen.
 class ImageFile {
  public:
-  // Throws std::system_error when the file cannot be opened (a link is not
-  // followed), ImageRefused when it is not a regular file.
+  // Throws ImageRefused when the file is not a regular file or a link lies on
+  // the way to it (below_root.h), std::system_error when it cannot be opened.
   explicit ImageFile(const std::string& path);
 
   int Descriptor() const { return file_.Get(); }

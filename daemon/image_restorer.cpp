@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "daemon/below_root.h"
 #include "daemon/root_walk.h"
 #include "daemon/status_log.h"
 #include "kx/tal/path.h"
@@ -53,7 +54,8 @@ class Restorer {
   void SetDirectoryTimes() {
     for (const auto& [path, modified] : directoryTimes_) {
       const timespec times[2] = {{0, UTIME_OMIT}, modified};
-      if (::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) {
+      const EntryBelowRoot entry(path);
+      if (!entry.IsOpen() || ::utimensat(entry.Directory(), entry.Name(), times, AT_SYMLINK_NOFOLLOW) != 0) {
         ReportInfo("warning: cannot set the time of " + path);
       }
     }

@@ -7,7 +7,6 @@
 #include "daemon/rooted_target.h"
 #include "ini/ini_merge.h"
 #include "kx/tal/path.h"
-#include "kx/tal/text_file.h"
 
 namespace kx::daemon {
 namespace {
@@ -15,14 +14,15 @@ namespace {
 using Kind = FileOperation::Kind;
 
 // Merges the keys of `text` into the INI file, which keeps its mode and owner,
-// every other key and its comments and blank lines.
+// every other key and its comments and blank lines. Anything but a regular
+// file in its place, a link included, is refused.
 void MergeIni(Transaction& transaction, const std::string& path, const std::string& text) {
   std::string current;
   FileAttributes attributes;
   struct stat info {};
   if (LStat(path, info)) {
     try {
-      current = tal::ReadWholeFile(path);
+      current = ReadRegularFile(path, info);
     } catch (const std::exception&) {
       throw std::runtime_error("cannot read the INI file " + path);
     }

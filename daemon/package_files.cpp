@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <system_error>
 
 #include "daemon/rooted_target.h"
 #include "daemon/status_log.h"
@@ -67,7 +68,9 @@ ResolvedTarget Resolve(const Package& package, const std::string& target) {
   }
 }
 
-// A source file of the package: inside its directory, and a regular file.
+// A source file of the package: inside its directory, and a regular file
+// reached without a link (file_operations.h), for a link could lead to what
+// the package has no business installing.
 std::string SourceFile(const Package& package, const std::string& fileName, struct stat& info) {
   const std::string directory = tal::CleanPath(package.sourcePath);
   std::string path =
@@ -75,7 +78,12 @@ std::string SourceFile(const Package& package, const std::string& fileName, stru
   if (fileName.empty() || path.compare(0, directory.size() + 1, directory + "/") != 0) {
     Refuse(package, "the file \"" + fileName + "\" lies outside the package's directory " + directory);
   }
-  if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) Refuse(package, "the file " + path + " is missing");
+  try {
+    static_cast<void>(OpenRegularFile(path, info));
+  } catch (const std::system_error& error) {
+    Refuse(package,
+           error.code() == std::errc::no_such_file_or_directory ? "the file " + path + " is missing" : error.what());
+  }
   return path;
 }
 
@@ -171,11 +179,17 @@ std::vector<FileOperation> PrepareInstallation(const Package& package, const std
   for (const catalogue::MergeIni& merge : package.mergeIni) {
     FileOperation operation;
     operation.kind = Kind::kMergeIni;
-    operation.targetPath = Resolve(package, merge.target).targetPath;
+    const ResolvedTarget target = Resolve(package, merge.target);
+    struct stat existing {};
+    // Merging reads the file first, and a link would have it read what it leads to.
+    if (LStat(target.hostPath, existing) && S_ISLNK(existing.st_mode)) {
+      Refuse(package, "MERGEINI into " + target.targetPath + ", which is a symbolic link");
+    }
+    operation.targetPath = target.targetPath;
     operation.content = merge.text;
     if (operation.content.empty() && !merge.fileName.empty()) {
       struct stat info {};
-      operation.content = tal::ReadWholeFile(SourceFile(package, merge.fileName, info));
+      operation.content = ReadRegularFile(SourceFile(package, merge.fileName, info), info);
     }
     operations.push_back(std::move(operation));
   }

@@ -1,6 +1,8 @@
 #include "daemon/root_walk.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -8,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/below_root.h"
 #include "kx/tal/path.h"
 
 namespace kx::daemon {
@@ -16,8 +19,10 @@ using Visit = std::function<void(const std::string&, const struct stat&)>;
 
 // Sorted, so that an image is the same for the same tree.
 std::vector<std::string> DirectoryNames(const std::string& directory) {
-  DIR* stream = ::opendir(directory.c_str());
+  tal::osdep::FileDescriptor opened = OpenBelowRoot(directory, O_RDONLY | O_DIRECTORY);
+  DIR* stream = opened.IsOpen() ? ::fdopendir(opened.Get()) : nullptr;
   if (stream == nullptr) throw std::system_error(errno, std::generic_category(), "cannot read " + directory);
+  static_cast<void>(opened.Release());  // closedir closes it
   std::vector<std::string> names;
   errno = 0;
   while (const dirent* entry = ::readdir(stream)) {
@@ -42,7 +47,8 @@ void WalkDirectory(const std::string& root, const std::string& relativeDirectory
     if (scope.Excludes(relative)) continue;
     struct stat info {};
     const std::string path = tal::JoinPath(root, relative);
-    if (::lstat(path.c_str(), &info) != 0) {
+    const EntryBelowRoot entry(path);
+    if (!entry.IsOpen() || ::fstatat(entry.Directory(), entry.Name(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
       if (errno == ENOENT) continue;  // gone meanwhile
       throw std::system_error(errno, std::generic_category(), "cannot examine " + path);
     }

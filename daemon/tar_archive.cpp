@@ -1,10 +1,13 @@
 #include "daemon/tar_archive.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <stdexcept>
+#include <system_error>
 
 #include "daemon/file_operations.h"
 #include "daemon/status_log.h"
@@ -27,11 +30,19 @@ std::string ReadLinkText(const std::string& path, off_t size) {
   return text;
 }
 
+// tar reads the archive through a descriptor opened here, as file_operations.h
+// opens files, so that it never follows a link to it or on its way.
 void RunTar(const std::string& archive, const std::string& directory) {
+  struct stat info {};
+  const tal::osdep::FileDescriptor opened = OpenRegularFile(archive, info);
+  // A copy without close-on-exec, for tar to inherit.
+  const tal::osdep::FileDescriptor inherited(::fcntl(opened.Get(), F_DUPFD, 3));
+  if (!inherited.IsOpen()) throw std::system_error(errno, std::generic_category(), "cannot hand on " + archive);
   const std::string messages = directory + ".messages";
   RemoveFileIfPresent(messages);
   platform::NoWindowExternalApplication tar(tal::Utf8ToWide(messages), tal::Utf8ToWide(messages), "");
-  const int status = tar.startAndComplete("tar", {"-x", "-o", "-f", archive, "-C", directory});
+  const int status = tar.startAndComplete(
+      "tar", {"-x", "-o", "-f", "/proc/self/fd/" + std::to_string(inherited.Get()), "-C", directory});
   if (status == 0) return;
   std::string reason = "exit status " + std::to_string(status);
   try {

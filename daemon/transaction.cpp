@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "daemon/below_root.h"
 #include "daemon/fault_injection.h"
 #include "kx/tal/log.h"
 #include "kx/tal/path.h"
@@ -105,9 +106,13 @@ bool ParseRecord(const std::string& line, JournalRecord& record) {
 }
 
 void RestoreDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t group) {
-  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) Fail("cannot make the directory", path);
-  if (::lchown(path.c_str(), owner, group) != 0 && ::geteuid() == 0) Fail("cannot set the owner of", path);
-  if (::chmod(path.c_str(), mode) != 0) Fail("cannot set the mode of", path);
+  const EntryBelowRoot entry = ReachBelowRoot(path);
+  const int directory = entry.Directory();
+  if (::mkdirat(directory, entry.Name(), 0700) != 0 && errno != EEXIST) Fail("cannot make the directory", path);
+  if (::fchownat(directory, entry.Name(), owner, group, AT_SYMLINK_NOFOLLOW) != 0 && ::geteuid() == 0) {
+    Fail("cannot set the owner of", path);
+  }
+  if (::fchmodat(directory, entry.Name(), mode, AT_SYMLINK_NOFOLLOW) != 0) Fail("cannot set the mode of", path);
 }
 
 // Undoes one journal record; false when the record is not one this code writes.
@@ -134,7 +139,10 @@ bool UndoRecord(const Transaction::Paths& paths, const std::string& line) {
     return true;
   }
   if (record.kind == "dir") {
-    if (::rmdir(path.c_str()) != 0 && errno != ENOENT) Fail("cannot remove the directory", path);
+    const EntryBelowRoot entry(path);
+    if ((!entry.IsOpen() || ::unlinkat(entry.Directory(), entry.Name(), AT_REMOVEDIR) != 0) && errno != ENOENT) {
+      Fail("cannot remove the directory", path);
+    }
     return true;
   }
   return false;
@@ -213,7 +221,8 @@ void Transaction::MakeDirectories(const std::string& directory) {
   }
   for (auto path = missing.rbegin(); path != missing.rend(); ++path) {
     Record("dir " + Escape(*path));
-    if (::mkdir(path->c_str(), 0755) != 0) Fail("cannot make the directory", *path);
+    const EntryBelowRoot entry = ReachBelowRoot(*path);
+    if (::mkdirat(entry.Directory(), entry.Name(), 0755) != 0) Fail("cannot make the directory", *path);
     ReachedStep();
   }
 }
@@ -258,7 +267,8 @@ void Transaction::RemoveDirectory(const std::string& path) {
     Fail("cannot remove the directory", path);
   }
   AnnounceDirectory(path, info);
-  if (::rmdir(path.c_str()) != 0) Fail("cannot remove the directory", path);
+  const EntryBelowRoot entry = ReachBelowRoot(path);
+  if (::unlinkat(entry.Directory(), entry.Name(), AT_REMOVEDIR) != 0) Fail("cannot remove the directory", path);
   ReachedStep();
 }
 
@@ -272,11 +282,15 @@ void Transaction::SetDirectoryAttributes(const std::string& path, const FileAttr
                          (attributes.group == static_cast<gid_t>(-1) || attributes.group == info.st_gid);
   if (sameOwner && (info.st_mode & 07777) == attributes.mode) return;
   AnnounceDirectory(path, info);
+  const EntryBelowRoot entry = ReachBelowRoot(path);
   // chown before chmod: a change of owner may clear set-ID bits.
-  if (!sameOwner && ::lchown(path.c_str(), attributes.owner, attributes.group) != 0) {
+  if (!sameOwner &&
+      ::fchownat(entry.Directory(), entry.Name(), attributes.owner, attributes.group, AT_SYMLINK_NOFOLLOW) != 0) {
     Fail("cannot set the owner of", path);
   }
-  if (::chmod(path.c_str(), attributes.mode) != 0) Fail("cannot set the mode of", path);
+  if (::fchmodat(entry.Directory(), entry.Name(), attributes.mode, AT_SYMLINK_NOFOLLOW) != 0) {
+    Fail("cannot set the mode of", path);
+  }
   ReachedStep();
 }
 

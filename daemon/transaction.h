@@ -18,8 +18,9 @@
 // Backups are hard links where the file system allows it: every change
 // replaces an entry by renaming, so the backup's inode is never written.
 //
-// Paths are host paths below the system root; in the journal a line feed in
-// one is written "\n" and a backslash "\\".
+// Paths are host paths below the system root, reached without following a
+// link (below_root.h); in the journal a line feed in one is written "\n" and a
+// backslash "\\".
 
 #include <sys/types.h>
 

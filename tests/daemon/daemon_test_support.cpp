@@ -133,7 +133,8 @@ RootSnapshot SnapshotRoot(const ScratchRoot& root) {
   RootSnapshot snapshot;
   const fs::path base(root.Path());
   for (auto entry = fs::recursive_directory_iterator(base); entry != fs::recursive_directory_iterator(); ++entry) {
-    const std::string path = fs::relative(entry->path(), base).string();
+    // Lexically: fs::relative would follow a link to the entry it names.
+    const std::string path = entry->path().lexically_relative(base).string();
     if (IsLeftOut(path)) {
       if (entry->is_directory() && !entry->is_symlink()) entry.disable_recursion_pending();
       continue;

@@ -44,9 +44,10 @@ struct Refusal {
   bool inRepository = true;  // the repository defines the package as install.cdf names it
 };
 
-std::string Package(const std::string& implementation) {
-  return R"(<SOFTPKG NAME="{5E0F2A9C-1B3D-4C7E-8F60-2A4B6C8D0E1F}" VERSION="2.0"><IMPLEMENTATION>)" + implementation +
-         "</IMPLEMENTATION></SOFTPKG>";
+// Another `version` for each case that a fault would let through, so that it does not hide the next.
+std::string Package(const std::string& implementation, const std::string& version = "2.0") {
+  return R"(<SOFTPKG NAME="{5E0F2A9C-1B3D-4C7E-8F60-2A4B6C8D0E1F}" VERSION=")" + version + R"("><IMPLEMENTATION>)" +
+         implementation + "</IMPLEMENTATION></SOFTPKG>";
 }
 
 TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
@@ -69,8 +70,16 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
     EXPECT_EQ(ReadFile(root / landed), "payload\n") << landed;
   }
 
-  // Each refused with its code; the daemon still runs for the next one.
+  // Each refused with its code; the daemon still runs for the next one. Links are
+  // never followed to a package's files or onto an INI file to merge into: they
+  // would copy what only root may read to where others can.
   root.WriteFile("/var/local/kx/repository/ok/file", "ok\n");
+  root.WriteFile("/etc/secret.ini", "[Secret]\nKey=only root may read this\n");
+  fs::permissions(root / "/etc/secret.ini", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_symlink(root / "/etc/secret.ini", root / "/var/local/kx/repository/ok/link");
+  fs::create_symlink("ok", root / "/var/local/kx/repository/ok-link");
+  fs::create_directories(root / "/etc/kx");
+  fs::create_symlink(root / "/etc/secret.ini", root / "/etc/kx/merged.ini");
   const std::vector<Refusal> refusals = {
       {"empty", "", "-2147024809", false},
       {"no package", std::string(100000, '<') + "<SOFTPKG", "-2147024809", false},
@@ -85,6 +94,10 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
       {"mode", Package("<CODEBASE FILENAME=\"ok/file\" TARGET=\"/x\" PERMISSIONS=\"rwx\"/>"), "-2147219511"},
       {"owner", Package("<CODEBASE FILENAME=\"ok/file\" TARGET=\"/x\" OWNER=\"no-such-user\"/>"), "-2147219511"},
       {"not an archive", Package("<CODEBASE FILENAME=\"ok/file\" TARGET=\"/x\" TYPE=\"TAR\"/>"), "-2147219511"},
+      {"file is a link", Package("<CODEBASE FILENAME=\"ok/link\" TARGET=\"/x\"/>", "2.1"), "-2147219511"},
+      {"file through a link", Package("<CODEBASE FILENAME=\"ok-link/file\" TARGET=\"/x\"/>", "2.2"), "-2147219511"},
+      {"merge onto a link", Package("<MERGEINI TARGET=\"/etc/kx/merged.ini\">[Added]\nKey=1\n</MERGEINI>", "2.3"),
+       "-2147219511"},
   };
   const kx::test::RootSnapshot before = kx::test::SnapshotRoot(root);
   kx::test::DaemonProcess daemon(root.Path());
@@ -102,6 +115,7 @@ TEST(DaemonHostileInput, TargetsStayBelowTheRootAndBadCataloguesAreRefused) {
     fs::remove(root / "/var/local/kx/repository/hostile.cdf");
   }
   EXPECT_EQ(kx::test::Differences(before, kx::test::SnapshotRoot(root)), "");
+  EXPECT_TRUE(fs::is_symlink(root / "/etc/kx/merged.ini"));
   EXPECT_EQ(daemon.Stop(SIGTERM), 0);
   kx::tal::osdep::RemoveNamedEvent("SoftwareActionRequestReady");
   fs::remove_all(outside);

@@ -166,6 +166,18 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
   EXPECT_TRUE(Contains(LastAction(root), "Result=\"-2147024809\"")) << LastAction(root);
   ASSERT_EQ(ForceRemoveActionLock(), 0);
 
+  // Nor one reached through a link of the action directory that leads out of the root.
+  const std::string linked = kx::test::TakeActionLock("H3");
+  kx::test::WriteTestImage(outside + "/SystemImage.tgz", {{"opt/from-outside", 'f', "x"}});
+  fs::create_symlink(outside, linked + "/images");
+  ASSERT_EQ(
+      kx::actions::CreateSetImageIni(linked + "/setimage.ini", 0, 0, "/.syscfg-action/H3/images/SystemImage.tgz", ""),
+      0);
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
+  EXPECT_TRUE(Contains(LastAction(root), kImageRefused)) << LastAction(root);
+  ASSERT_EQ(ForceRemoveActionLock(), 0);
+  fs::remove(outside + "/SystemImage.tgz");
+
   EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "");
   EXPECT_TRUE(fs::is_empty(outside));
   EXPECT_FALSE(fs::exists(fs::path(root.Path()).parent_path() / "climbed"));
