@@ -1,6 +1,9 @@
 #include "daemon/image_check.h"
 
-#include <unordered_set>
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace kx::daemon {
 
@@ -23,24 +26,58 @@ bool LinkStaysBelowRoot(const std::string& relativePath, const std::string& link
   return true;
 }
 
+namespace {
+
+// The directories and links of the image as far as read, one node each, found
+// by the number of the node of the directory that holds it and its own name:
+// an entry costs its new names once, never a copy of each of its directories'
+// paths, so memory grows with the image, not with the square of a path's
+// length. Files need no node.
+class ImageTree {
+ public:
+  // Throws ImageRefused for a path below a link, or a link with entries below it.
+  void Add(const std::string& path, bool isLink) {
+    uint32_t node = 0;
+    size_t start = 0;
+    for (size_t end; (end = path.find('/', start)) != std::string::npos; start = end + 1) {
+      node = Child(node, std::string_view(path).substr(start, end - start));
+      if (nodes_[node].isLink) throw ImageRefused("the image holds " + path + " below its link " + path.substr(0, end));
+      nodes_[node].hasEntries = true;
+    }
+    if (!isLink) return;
+    node = Child(node, std::string_view(path).substr(start));
+    if (nodes_[node].hasEntries) throw ImageRefused("the image holds entries below its link " + path);
+    nodes_[node].isLink = true;
+  }
+
+ private:
+  struct Node {
+    bool isLink = false;
+    bool hasEntries = false;
+  };
+
+  uint32_t Child(uint32_t parent, std::string_view name) {
+    std::string key(reinterpret_cast<const char*>(&parent), sizeof parent);
+    key.append(name);
+    const auto [found, added] = numbers_.emplace(std::move(key), static_cast<uint32_t>(nodes_.size()));
+    if (added) nodes_.emplace_back();
+    return found->second;
+  }
+
+  std::vector<Node> nodes_{Node{}};  // [0]: the root
+  std::unordered_map<std::string, uint32_t> numbers_;
+};
+
+}  // namespace
+
 void CheckImage(const ImageFile& image, const std::function<void(int percent)>& onProgress) {
-  // Memory grows with the links and directories of the image, not its files.
-  std::unordered_set<std::string> links;
-  std::unordered_set<std::string> parents;
+  ImageTree tree;
   ImageReader reader(image);
   for (ImageEntry entry; reader.Next(entry);) {
-    const std::string& path = entry.relativePath;
-    for (size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-      const std::string parent = path.substr(0, slash);
-      if (links.count(parent) != 0) throw ImageRefused("the image holds " + path + " below its link " + parent);
-      parents.insert(parent);
-    }
-    if (entry.type == ImageEntry::Type::kSymlink) {
-      if (parents.count(path) != 0) throw ImageRefused("the image holds entries below its link " + path);
-      if (!LinkStaysBelowRoot(path, entry.linkText)) {
-        throw ImageRefused("the image holds a link out of the root: " + path + " -> " + entry.linkText);
-      }
-      links.insert(path);
+    const bool isLink = entry.type == ImageEntry::Type::kSymlink;
+    tree.Add(entry.relativePath, isLink);
+    if (isLink && !LinkStaysBelowRoot(entry.relativePath, entry.linkText)) {
+      throw ImageRefused("the image holds a link out of the root: " + entry.relativePath + " -> " + entry.linkText);
     }
     onProgress(reader.PercentRead());
   }

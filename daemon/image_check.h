@@ -6,8 +6,9 @@
 //   - a relative link climbs above the root, its text read as written
 //     ("../../x" in "a/link").
 // Absolute link texts are fine: on the controller they start at the root.
-// The image is read from start to end, so that damaged data is found here too
-// (the entry checks of image_reader.h).
+// The image is read from start to end, so that damaged data and paths beyond
+// the limits are found here too (the entry checks of image_reader.h). Memory
+// grows with the image's directories and links, in proportion to their names.
 
 #include <functional>
 #include <string>

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -34,6 +35,29 @@ bool PlainRelativePath(std::string_view path, std::string& relative) {
   }
   relative.assign(path);
   return true;
+}
+
+// Why a plain path is beyond the limits, or "".
+std::string BeyondLimits(const std::string& path) {
+  if (path.size() > kMaxImagePathLength) return "a path longer than " + std::to_string(kMaxImagePathLength) + " bytes";
+  size_t depth = 0;
+  for (size_t start = 0; start < path.size(); ++depth) {
+    const size_t end = std::min(path.find('/', start), path.size());
+    if (end - start > kMaxImageNameLength) {
+      return "a name longer than " + std::to_string(kMaxImageNameLength) + " bytes";
+    }
+    start = end + 1;
+  }
+  if (depth > kMaxImagePathDepth) return "a path deeper than " + std::to_string(kMaxImagePathDepth) + " levels";
+  return "";
+}
+
+// A name for messages: a hostile one may be megabytes long.
+std::string Shown(const char* name) {
+  constexpr size_t kShownLength = 200;
+  if (name == nullptr) return "(no name)";
+  const std::string_view text(name);
+  return text.size() <= kShownLength ? std::string(text) : std::string(text.substr(0, kShownLength)) + "...";
 }
 
 std::string Reason(archive* reader) {
@@ -79,10 +103,12 @@ bool ImageReader::Next(ImageEntry& entry) {
       throw ImageRefused("the image is damaged: " + Reason(reader_));
     }
     const char* name = archive_entry_pathname(header);
-    const std::string shown = name != nullptr ? name : "(no name)";
+    const std::string shown = Shown(name);
     if (name == nullptr || !PlainRelativePath(name, entry.relativePath)) {
       throw ImageRefused("the image holds an entry outside the root: " + shown);
     }
+    const std::string beyond = BeyondLimits(entry.relativePath);
+    if (!beyond.empty()) throw ImageRefused("the image holds " + beyond + ": " + shown);
     if (archive_entry_hardlink(header) != nullptr) throw ImageRefused("the image holds a hard link: " + shown);
     switch (archive_entry_filetype(header)) {
       case AE_IFDIR:
@@ -106,6 +132,10 @@ bool ImageReader::Next(ImageEntry& entry) {
     entry.linkText = link != nullptr ? link : "";
     if (entry.type == ImageEntry::Type::kSymlink && entry.linkText.empty()) {
       throw ImageRefused("the image holds a link without a target: " + shown);
+    }
+    if (entry.linkText.size() > kMaxImagePathLength) {
+      throw ImageRefused("the image holds a link text longer than " + std::to_string(kMaxImagePathLength) +
+                         " bytes: " + shown);
     }
     return true;
   }

@@ -6,12 +6,14 @@
 //   - a type other than directory, regular file and symbolic link: hard
 //     links, devices, pipes (the daemon's images never hold them)
 //   - a symbolic link without text
+//   - a path or link text beyond the limits below
 //   - damaged or truncated data.
 // The root itself ("./") is passed over.
 
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <stdexcept>
@@ -22,6 +24,15 @@
 struct archive;
 
 namespace kx::daemon {
+
+// Limits of an entry, far beyond any real tree and still cheap to check and
+// restore: the longest path text the kernel takes (PATH_MAX less its NUL), for
+// paths and link texts; the longest name of Linux file systems (NAME_MAX); and
+// a depth that real trees, a few dozen levels at most, never come near, while
+// each level costs the restore a directory to check on the way.
+constexpr size_t kMaxImagePathLength = 4095;
+constexpr size_t kMaxImageNameLength = 255;
+constexpr size_t kMaxImagePathDepth = 256;
 
 class ImageRefused : public std::runtime_error {
  public:

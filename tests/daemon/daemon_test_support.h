@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/daemon/test_image.h"
 #include "tests/host/webhost_process.h"
 #include "tests/support/scratch_root.h"
 
@@ -43,17 +44,6 @@ std::string TakeActionLock(const std::string& actionId);
 // Takes the lock and places "install.cdf" in the action's directory, as the
 // SoftwareUpdate web method does.
 void RequestUpdate(const std::string& actionId, const std::string& installCdf);
-
-// An entry of a hand-made system image: 'f' file (content), 'd' directory,
-// 'l' symbolic link (content: its text), 'h' hard link (content: its target),
-// 'c' character device.
-struct TestImageEntry {
-  std::string path;
-  char type = 'f';
-  std::string content;
-};
-// Writes a gzip-compressed tar with exactly these entries.
-void WriteTestImage(const std::string& path, const std::vector<TestImageEntry>& entries);
 
 // Every entry below the root (type, mode, owner, content or link text), except
 // the action exchange, the temporary directories and the state files, which

@@ -47,6 +47,13 @@ void RequestRestore(const std::string& actionId, const std::vector<TestImageEntr
             0);
 }
 
+// "a/a/…/a" of `components` components.
+std::string DeepPath(size_t components) {
+  std::string path(2 * components - 1, '/');
+  for (size_t i = 0; i < path.size(); i += 2) path[i] = 'a';
+  return path;
+}
+
 class DaemonSystemImage : public kx::test::ControllerFixture {};
 
 TEST_F(DaemonSystemImage, BackupDownloadRestoreAndFormatThroughTheWebService) {
@@ -140,6 +147,8 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
       {"link out of the root", {first, {"opt/up", 'l', "../../outside"}}},
       {"hard link", {first, {"opt/second", 'h', "opt/first"}}},
       {"device", {first, {"opt/device", 'c', ""}}},
+      // 300,000 components in under a kilobyte of image.
+      {"absurdly deep", {first, {DeepPath(300000), 'f', "x"}}},
   };
   for (const auto& [what, image] : hostile) {
     RequestRestore("H1", image);
