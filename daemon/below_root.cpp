@@ -82,8 +82,8 @@ EntryBelowRoot::EntryBelowRoot(const std::string& hostPath) {
   const std::string root = tal::SystemRoot();
   const std::vector<std::string_view> rootParts = Components(root);
   const std::vector<std::string_view> parts = Components(hostPath);
-  const bool sameKind = (!root.empty() && root.front() == '/') == (!hostPath.empty() && hostPath.front() == '/');
-  bool below = sameKind && parts.size() >= rootParts.size();
+  const auto absolute = [](const std::string& path) { return !path.empty() && path.front() == '/'; };
+  bool below = absolute(root) == absolute(hostPath) && parts.size() >= rootParts.size();
   for (size_t i = 0; below && i < parts.size(); ++i) {
     below = i < rootParts.size() ? parts[i] == rootParts[i] : parts[i] != "..";
   }

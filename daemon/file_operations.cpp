@@ -26,6 +26,16 @@ void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
   if (!tal::osdep::WriteAll(fd, data, size)) Fail("cannot write", path);
 }
 
+// The name of the temporary file beside the entry at `path`, cleared of what
+// an interrupted replacement left there.
+std::string ClearedTemporaryName(const EntryBelowRoot& entry, const std::string& path) {
+  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
+  if (::unlinkat(entry.Directory(), temporary.c_str(), 0) != 0 && errno != ENOENT) {
+    Fail("cannot remove", TemporaryPathFor(path));
+  }
+  return temporary;
+}
+
 void CopyContent(int from, int to, const std::string& path) {
   std::vector<char> buffer(size_t{64} * 1024);
   for (;;) {
@@ -81,9 +91,7 @@ std::string ReadRegularFile(const std::string& path, struct stat& info) {
 void ReplaceFile(const std::string& path, const std::function<void(int fd)>& fill, const FileAttributes& attributes) {
   const EntryBelowRoot entry = ReachBelowRoot(path);
   const int directory = entry.Directory();
-  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
-  if (::unlinkat(directory, temporary.c_str(), 0) != 0 && errno != ENOENT)
-    Fail("cannot remove", TemporaryPathFor(path));
+  const std::string temporary = ClearedTemporaryName(entry, path);
   tal::osdep::FileDescriptor file =
       tal::osdep::OpenAt(directory, temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
   if (!file.IsOpen()) Fail("cannot create", TemporaryPathFor(path));
@@ -123,9 +131,7 @@ void ReplaceFileWithCopy(const std::string& path, const std::string& source, con
 void ReplaceWithSymlink(const std::string& path, const std::string& linkText, uid_t owner, gid_t group) {
   const EntryBelowRoot entry = ReachBelowRoot(path);
   const int directory = entry.Directory();
-  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
-  if (::unlinkat(directory, temporary.c_str(), 0) != 0 && errno != ENOENT)
-    Fail("cannot remove", TemporaryPathFor(path));
+  const std::string temporary = ClearedTemporaryName(entry, path);
   if (::symlinkat(linkText.c_str(), directory, temporary.c_str()) != 0) {
     Fail("cannot create the link", TemporaryPathFor(path));
   }
@@ -160,10 +166,7 @@ void CopyEntry(const std::string& from, const std::string& to) {
 void LinkOrCopyEntry(const std::string& from, const std::string& to) {
   const EntryBelowRoot source = ReachBelowRoot(from);
   const EntryBelowRoot target = ReachBelowRoot(to);
-  const std::string temporary = target.Name() + std::string(kTemporarySuffix);
-  if (::unlinkat(target.Directory(), temporary.c_str(), 0) != 0 && errno != ENOENT) {
-    Fail("cannot remove", TemporaryPathFor(to));
-  }
+  const std::string temporary = ClearedTemporaryName(target, to);
   // Flags 0: a link is linked itself, not what it points to.
   if (::linkat(source.Directory(), source.Name(), target.Directory(), temporary.c_str(), 0) != 0) {
     CopyEntry(from, to);
