@@ -1,11 +1,14 @@
 #include "daemon/image_scope.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <stdexcept>
 
+#include "daemon/file_operations.h"
 #include "daemon/transaction_location.h"
 #include "exchange/paths.h"
 #include "kx/tal/path.h"
-#include "kx/tal/text_file.h"
 
 namespace kx::daemon {
 namespace {
@@ -46,8 +49,13 @@ ImageScope::ImageScope(const std::string& blacklistFile) {
   if (blacklistFile.empty()) return;
   const std::string base = tal::CleanPath(exchange::ExchangeBase(false) + "/");
   const std::string root = tal::CleanPath(tal::SystemRoot());
-  tal::TextFileReader reader(blacklistFile);
-  for (std::string line; reader.ReadLine(line);) {
+  struct stat info {};
+  const std::string lines = ReadRegularFile(blacklistFile, info);
+  for (size_t start = 0; start < lines.size();) {
+    const size_t end = std::min(lines.find('\n', start), lines.size());
+    std::string line = lines.substr(start, end - start);
+    start = end + 1;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
     // ".." stays below the base, as it would on the controller.
     const std::string path = tal::JoinPath(base, tal::CleanPath("/" + line));
     // The root itself: nothing is in the image.

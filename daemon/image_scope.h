@@ -24,7 +24,8 @@ class ImageScope {
  public:
   // `blacklistFile`: a local path, or "" for none. Each line is a path relative
   // to the exchange base (the system root; in safe mode "/mnt/userfs" below
-  // it), as the plug-in writes them. Throws when the file cannot be read.
+  // it), as the plug-in writes them. Throws when the file cannot be read,
+  // which includes a link on the way to it (file_operations.h).
   explicit ImageScope(const std::string& blacklistFile);
 
   bool Excludes(std::string_view relativePath) const;

@@ -187,6 +187,14 @@ TEST(DaemonSystemImageRefusal, HostileImagesAreRefusedWithNothingWritten) {
   ASSERT_EQ(ForceRemoveActionLock(), 0);
   fs::remove(outside + "/SystemImage.tgz");
 
+  // Nor is a blacklist that is a link.
+  RequestRestore("H4", {first}, "opt/keep\n");
+  fs::remove(root / "/.syscfg-action/H4/SetSystemImageBlacklist");
+  fs::create_symlink(root / "/opt/keep", root / "/.syscfg-action/H4/SetSystemImageBlacklist");
+  ASSERT_TRUE(kx::test::RunDaemonOnce(root));
+  EXPECT_TRUE(Contains(LastAction(root), kFailed)) << LastAction(root);
+  ASSERT_EQ(ForceRemoveActionLock(), 0);
+
   EXPECT_EQ(kx::test::Differences(before, SnapshotRoot(root)), "");
   EXPECT_TRUE(fs::is_empty(outside));
   EXPECT_FALSE(fs::exists(fs::path(root.Path()).parent_path() / "climbed"));
