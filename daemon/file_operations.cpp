@@ -29,7 +29,7 @@ void WriteAll(int fd, const char* data, size_t size, const std::string& path) {
 // The name of the temporary file beside the entry at `path`, cleared of what
 // an interrupted replacement left there.
 std::string ClearedTemporaryName(const EntryBelowRoot& entry, const std::string& path) {
-  const std::string temporary = entry.Name() + std::string(kTemporarySuffix);
+  std::string temporary = entry.Name() + std::string(kTemporarySuffix);
   if (::unlinkat(entry.Directory(), temporary.c_str(), 0) != 0 && errno != ENOENT) {
     Fail("cannot remove", TemporaryPathFor(path));
   }
