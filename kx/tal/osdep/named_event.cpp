@@ -13,6 +13,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "kx/tal/exception/exception.h"
 #include "kx/tal/exception/os_exception.h"
@@ -128,9 +131,24 @@ bool CreateKeyFile(const std::string& path) {
   return true;
 }
 
+// Key files whose key belongs to another set: kept until a set is made, so
+// that the file system does not hand the next key file the same inode (and
+// with it the same key), then removed.
+class SkippedKeyFiles {
+ public:
+  ~SkippedKeyFiles() {
+    for (const std::string& path : paths_) ::unlink(path.c_str());
+  }
+  void Add(std::string path) { paths_.push_back(std::move(path)); }
+
+ private:
+  std::vector<std::string> paths_;
+};
+
 // A semaphore at the given state, in a set of its own under the first free key file.
 StateRecord CreateSet(uint32_t manualReset, uint32_t initiallySignalled) {
   CreateDirectories(RootedPath(kDirectory), 0777);
+  SkippedKeyFiles skipped;
   for (uint32_t number = 0; number < kMaxKeyFiles; ++number) {
     const std::string keyFile = KeyFilePath(number);
     if (!CreateKeyFile(keyFile)) continue;
@@ -138,8 +156,11 @@ StateRecord CreateSet(uint32_t manualReset, uint32_t initiallySignalled) {
     const int setId = key == -1 ? -1 : ::semget(key, 1, IPC_CREAT | IPC_EXCL | kSetPermissions);
     if (setId == -1) {
       const int error = errno;
+      if (error == EEXIST) {  // the key is someone else's
+        skipped.Add(keyFile);
+        continue;
+      }
       ::unlink(keyFile.c_str());
-      if (error == EEXIST) continue;  // the key is someone else's
       KX_THROW(PosixError, error);
     }
     // A new semaphore is 0: not signalled for an auto-reset event.

@@ -8,6 +8,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "kx/tal/exception/os_exception.h"
@@ -35,6 +37,24 @@ class NamedEventTest : public ::testing::Test {
   }
   test::ScratchRoot root_;
 };
+
+// A set left behind by a killed process, whose key file is gone: the file
+// system may give the next key file the same inode, and with it the same key.
+TEST_F(NamedEventTest, ASetLeftBehindUnderAReusedKeyStopsNoNewEvent) {
+  { NamedEvent once(kName); }  // the event's other files exist from now on
+  RemoveNamedEvent(kName);
+  const std::string probe = root_ / "/tmp/brenmar/probe";
+  std::ofstream(probe).put('x');
+  const int leftover = ::semget(::ftok(probe.c_str(), 1), 1, IPC_CREAT | IPC_EXCL | 0666);  // 1: the events' id
+  ASSERT_NE(leftover, -1);
+  std::filesystem::remove(probe);
+  EXPECT_NO_THROW({
+    NamedEvent event(kName);
+    event.Set();
+    EXPECT_TRUE(event.TryWait());
+  });
+  ::semctl(leftover, 0, IPC_RMID);
+}
 
 TEST_F(NamedEventTest, ChildWaitingOnTheEventWakesWhenTheParentSetsIt) {
   NamedEvent event(kName);
