@@ -7,27 +7,12 @@
 #include <string>
 
 #include "host/multipart_parser.h"
+#include "tests/host/multipart_recorder.h"
 
 namespace {
 
 using kx::webhost::MultipartParser;
-using kx::webhost::PartInfo;
-
-struct Recorder : kx::webhost::MultipartListener {
-  std::string events;
-  bool OnPartBegin(const PartInfo& part) override {
-    events += "[" + part.name + (part.isFile ? "|" + part.fileName : "") + "]";
-    return true;
-  }
-  bool OnPartData(const char* data, size_t size) override {
-    events.append(data, size);
-    return true;
-  }
-  bool OnPartEnd() override {
-    events += "]";
-    return true;
-  }
-};
+using Recorder = kx::test::MultipartRecorder;
 
 struct Outcome {
   bool accepted = false;

@@ -80,7 +80,7 @@ void Authenticator::ReloadIfChanged() {
 }
 
 AccessDecision Authenticator::Decide(RouteAccess access, const Caller& caller) {
-  if (access == RouteAccess::kOpen || (access == RouteAccess::kRead && settings_.anonymousRead)) return {};
+  if (IsOpen(access)) return {};
   bool noUsers = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -57,6 +57,10 @@ class Authenticator {
   // Reads the users file; throws std::runtime_error as ReadUsersFile does.
   explicit Authenticator(AuthSettings settings);
 
+  // True for routes anyone may call: then the caller need not be identified.
+  bool IsOpen(RouteAccess access) const {
+    return access == RouteAccess::kOpen || (access == RouteAccess::kRead && settings_.anonymousRead);
+  }
   // Thread-safe. The users file is read again when it has changed since.
   AccessDecision Decide(RouteAccess access, const Caller& caller);
 

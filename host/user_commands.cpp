@@ -14,7 +14,6 @@
 #include "host/users_file.h"
 #include "kx/tal/osdep/posix_io.h"
 #include "kx/tal/path.h"
-#include "kx/tal/text_file.h"
 
 namespace kx::webhost {
 namespace {
@@ -37,8 +36,9 @@ FileDescriptor LockDirectoryOf(const std::string& usersPath) {
 
 // The file's text, checked as the host will read it; empty when there is none.
 std::string CurrentText(const std::string& usersPath) {
-  if (!ReadUsersFile(usersPath)) return {};
-  return tal::ReadWholeFile(usersPath);
+  std::string text = ReadUsersFileText(usersPath).value_or(std::string());
+  ParseUsers(text, usersPath);
+  return text;
 }
 
 std::optional<std::string> ReadLine(int input) {

@@ -71,6 +71,12 @@ Users ParseUsers(const std::string& text, const std::string& path) {
 }
 
 std::optional<Users> ReadUsersFile(const std::string& path) {
+  const std::optional<std::string> text = ReadUsersFileText(path);
+  if (!text) return std::nullopt;
+  return ParseUsers(*text, path);
+}
+
+std::optional<std::string> ReadUsersFileText(const std::string& path) {
   using tal::osdep::FileDescriptor;
   const FileDescriptor file = tal::osdep::Open(path, O_RDONLY | O_NONBLOCK);
   if (!file.IsOpen() && errno == ENOENT) return std::nullopt;
@@ -89,7 +95,7 @@ std::optional<Users> ReadUsersFile(const std::string& path) {
   const ssize_t got = tal::osdep::ReadUpTo(file.Get(), text.data(), text.size());
   if (got < 0) throw std::runtime_error("cannot read the users file " + path + ": " + std::strerror(errno));
   text.resize(static_cast<size_t>(got));
-  return ParseUsers(text, path);
+  return text;
 }
 
 std::string WithUser(const std::string& text, const std::string& name, const PasswordHash& hash) {

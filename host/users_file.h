@@ -23,6 +23,10 @@ bool IsValidUserName(std::string_view name);
 // a line is malformed (then naming the line).
 std::optional<Users> ReadUsersFile(const std::string& path);
 
+// The file's text, checked as ReadUsersFile checks the file (its lines are not);
+// nothing when there is no such file.
+std::optional<std::string> ReadUsersFileText(const std::string& path);
+
 // The users of a file's text; throws as ReadUsersFile for a malformed line.
 Users ParseUsers(const std::string& text, const std::string& path);
 

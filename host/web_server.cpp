@@ -218,12 +218,11 @@ MHD_Result WebServer::BeginFileDownload(MHD_Connection* connection, const std::s
 
 std::optional<MHD_Result> WebServer::Authorize(MHD_Connection* connection, RouteAccess access, const std::string& route,
                                                AuditSubject& subject) {
-  if (access == RouteAccess::kOpen) return std::nullopt;
+  if (authenticator_.IsOpen(access)) return std::nullopt;  // no client certificate to verify
   const Caller caller = IdentifyCaller(connection, tls_, clientCertificates_);
   const AccessDecision decision = authenticator_.Decide(access, caller);
   if (decision.status == 0) {
-    // An anonymous read is not audited: the route was opened to everyone.
-    subject = {!decision.user.empty(), decision.user, caller.address};
+    subject = {true, decision.user, caller.address};
     return std::nullopt;
   }
   AuditRefusal(decision.user, caller.address, route, decision.status, decision.reason);

@@ -6,28 +6,12 @@
 
 #include "host/header_value.h"
 #include "host/url_encoded_form.h"
+#include "tests/host/multipart_recorder.h"
 
 namespace {
 
 using kx::webhost::MultipartParser;
-using kx::webhost::PartInfo;
-
-// Writes the events down as text: "[name|file]" + data + "]".
-struct Recorder : kx::webhost::MultipartListener {
-  std::string events;
-  bool OnPartBegin(const PartInfo& part) override {
-    events += "[" + part.name + (part.isFile ? "|" + part.fileName : "") + "]";
-    return true;
-  }
-  bool OnPartData(const char* data, size_t size) override {
-    events.append(data, size);
-    return true;
-  }
-  bool OnPartEnd() override {
-    events += "]";
-    return true;
-  }
-};
+using Recorder = kx::test::MultipartRecorder;
 
 const std::string kBody =
     "--b0undary \r\n"

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <thread>
 
 namespace {
 
@@ -47,6 +48,8 @@ TEST(PluginDispatcher, AFloodOfOneMethodLeavesAWorkerForTheOthers) {
   PluginDispatcher dispatcher(3);
   SlowCalls finalize;
   for (int i = 0; i < 8; ++i) ASSERT_TRUE(dispatcher.Submit("FinalizeAction", finalize.Run(), finalize.Cancel()));
+  // The workers take the calls in their own time: Ping comes once two run.
+  for (int i = 0; i < 1000 && finalize.running < 2; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   std::promise<void> pinged;
   ASSERT_TRUE(dispatcher.Submit(
       "Ping", [&] { pinged.set_value(); }, [] {}));
